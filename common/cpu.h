@@ -1,0 +1,35 @@
+// CPU features for choosing vector rows at run time. The answer is computed once per process in a
+// function-local constant (immutable after start-up, so not shared mutable state).
+#pragma once
+
+namespace oz {
+
+enum class Isa { kScalar, kSse41, kAvx2 };
+
+inline bool cpu_has_sse41() {
+    static const bool has = __builtin_cpu_supports("sse4.1");
+    return has;
+}
+
+inline bool cpu_has_avx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// The widest row set this CPU can run.
+inline Isa best_isa() {
+    if (cpu_has_avx2()) return Isa::kAvx2;
+    if (cpu_has_sse41()) return Isa::kSse41;
+    return Isa::kScalar;
+}
+
+inline bool cpu_supports(Isa isa) {
+    switch (isa) {
+        case Isa::kScalar: return true;
+        case Isa::kSse41: return cpu_has_sse41();
+        case Isa::kAvx2: return cpu_has_avx2();
+    }
+    return false;
+}
+
+}  // namespace oz

@@ -1,0 +1,47 @@
+// cmc_parse: dispatch of one record copy to the decoder of its id.
+#include <cstdint>
+
+#include "records/decode.h"
+#include "records/decoders.h"
+
+namespace oz {
+
+RecordCopy::RecordCopy(uint8_t *owned) : data_(owned) {
+    // The walk guarantees at least the 8 header bytes and a buffer of exactly `size` bytes; the header
+    // is read through the bounded reader all the same.
+    ByteReader header(owned, 8);
+    size_ = header.u32(0);
+    version_ = header.u8(4);
+    id_ = header.u16(6);
+    bytes_ = RecordBytes(owned, size_);
+}
+
+namespace {
+
+// Decoder of each id; null where the id has no decoder (those records are refused with 8).
+DecoderFn decoder_for(uint16_t id) {
+    switch (id) {
+        case 1: return decode_record_1_text;
+        default: return nullptr;
+    }
+}
+
+}  // namespace
+
+uint32_t cmc_parse(uint8_t *record, cmc_data *cmc, const nvm_data *nvm, const Diag &diag) {
+    RecordCopy rec(record);
+    DecoderFn decode = rec.id() <= 42 ? decoder_for(rec.id()) : nullptr;
+    if (decode == nullptr) {
+        rec.release();  // not consumed: the caller releases the copy
+        diag.refused(rec.id() > 42 ? "id above 42 is not a characterization record"
+                                   : "no decoder for this id",
+                     0, rec.id(), kStatusUnusable);
+        return kStatusUnusable;
+    }
+    DecodeContext ctx{cmc, nvm, diag};
+    uint32_t code = decode(rec, ctx);
+    if (code != kStatusDone) rec.release();  // not consumed: ownership goes back to the caller
+    return code;
+}
+
+}  // namespace oz
