@@ -24,6 +24,10 @@ typedef struct upscaled_lsc_tables {
  * structure. Null does nothing. */
 OZ_API void deinit_computed_upscale_lsc_tables(upscaled_lsc_tables *tables);
 
+/* ---- Polynomial upscaling and the ratio-based correction ---- */
+
+/* ---- Bicubic upscaling of module shading tables ---- */
+
 #ifdef __cplusplus
 }
 #endif

@@ -4,10 +4,7 @@
 
 #include "oz_cmc.h"
 
-/* C99 has no _Static_assert: a negative array size fails the build instead. */
-#define OZ_CAT_(a, b) a##b
-#define OZ_CAT(a, b) OZ_CAT_(a, b)
-#define STATIC_ASSERT(cond, msg) typedef char OZ_CAT(static_assert_line_, __LINE__)[(cond) ? 1 : -1]
+#include "static_assert.h"
 
 STATIC_ASSERT(sizeof(binary_data) == 16, "binary_data is 16 bytes");
 STATIC_ASSERT(offsetof(binary_data, data) == 0, "binary_data.data at 0");
@@ -46,6 +43,18 @@ STATIC_ASSERT(sizeof(nvm_phase_difference) == 32, "nvm_phase_difference is 32 by
 STATIC_ASSERT(offsetof(nvm_phase_difference, pd_grid_width) == 16, "pd width at 16");
 STATIC_ASSERT(offsetof(nvm_phase_difference, pd_fraction_bits) == 18, "pd fraction bits at 18");
 STATIC_ASSERT(offsetof(nvm_phase_difference, pd_values) == 24, "pd values at 24");
+
+STATIC_ASSERT(sizeof(cmc_lens_shading_light_source) == 152, "lsc light source is 152 bytes");
+STATIC_ASSERT(offsetof(cmc_lens_shading_light_source, fraction_bits) == 20, "fraction_bits at 20");
+STATIC_ASSERT(offsetof(cmc_lens_shading_light_source, tables) == 24, "tables at 24");
+STATIC_ASSERT(sizeof(cmc_lens_shading4x4) == 40, "cmc_lens_shading4x4 is 40 bytes");
+STATIC_ASSERT(offsetof(cmc_lens_shading4x4, channel_map) == 8, "channel_map at 8");
+STATIC_ASSERT(offsetof(cmc_lens_shading4x4, num_light_sources) == 24, "num_light_sources at 24");
+STATIC_ASSERT(offsetof(cmc_lens_shading4x4, width) == 26, "width at 26");
+STATIC_ASSERT(offsetof(cmc_lens_shading4x4, light_sources) == 32, "light_sources at 32");
+STATIC_ASSERT(sizeof(cmc_lens_shading_ratio_light_source) == 160, "ratio light source is 160 bytes");
+STATIC_ASSERT(offsetof(cmc_lens_shading_ratio_light_source, nvm_source_index) == 152, "index at 152");
+STATIC_ASSERT(sizeof(cmc_lens_shading_ratio) == 40, "cmc_lens_shading_ratio is 40 bytes");
 
 STATIC_ASSERT(sizeof(upscaled_lsc_tables) == 16, "upscaled_lsc_tables is 16 bytes");
 STATIC_ASSERT(offsetof(upscaled_lsc_tables, tables) == 8, "tables at 8");
