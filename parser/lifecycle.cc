@@ -5,6 +5,7 @@
 #include "common/heap.h"
 #include "oz_nvm.h"
 #include "parser/container.h"
+#include "parser/merge.h"
 #include "parser/parser.h"
 #include "records/decode.h"
 #include "records/slots.h"
@@ -66,6 +67,7 @@ cmc_data *parse_container(const binary_data *container, const binary_data *calib
         return true;
     });
 
+    merge_calibration(cmc, nvm, diag);
     if (nvm != nullptr) oz_nvm_deinit(nvm);
     return cmc;
 }
