@@ -50,7 +50,7 @@ OZ_API uint32_t mul_mm_lsc(const float *a, int32_t a_row_step, int32_t a_col_ste
 OZ_API uint32_t mul_mv(const float *a, int32_t a_row_step, int32_t a_col_step, int32_t a_cols, int32_t a_rows,
                        const float *x, int32_t x_step, int32_t x_length, float *y, int32_t y_step) {
     return oz::multiply_vector(Strided<const float>(a, a_row_step, a_col_step), a_cols, a_rows,
-                               Strided<const float>(x, x_step, 0), x_length, Strided<float>(y, y_step, 0),
+                               x, x_step, x_length, Strided<float>(y, y_step, 0),
                                InnerRange{});
 }
 
@@ -59,7 +59,7 @@ OZ_API uint32_t mul_mv_lsc(const float *a, int32_t a_row_step, int32_t a_col_ste
                            int32_t y_step, uint16_t grid_height, uint16_t grid_width, uint16_t margin_rows,
                            uint16_t margin_cols) {
     return oz::multiply_vector(Strided<const float>(a, a_row_step, a_col_step), a_cols, a_rows,
-                               Strided<const float>(x, x_step, 0), x_length, Strided<float>(y, y_step, 0),
+                               x, x_step, x_length, Strided<float>(y, y_step, 0),
                                InnerRange::grid_interior(grid_height, grid_width, margin_rows, margin_cols));
 }
 

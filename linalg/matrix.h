@@ -24,6 +24,17 @@ class Strided {
     }
     void set(int64_t i, int64_t j, std::remove_const_t<T> v) const { std::memcpy(address(i, j), &v, sizeof v); }
     bool null() const { return data_ == nullptr; }
+    int32_t row_step() const { return row_step_; }
+    int32_t col_step() const { return col_step_; }
+
+    // True when each row is a dense array of T at a T-aligned address (column step one element, row
+    // step whole elements): the rows can then be read as T arrays.
+    bool dense_rows() const {
+        return col_step_ == int32_t(sizeof(T)) && row_step_ % int32_t(sizeof(T)) == 0 &&
+               reinterpret_cast<uintptr_t>(data_) % alignof(T) == 0;
+    }
+    // Element (i, j) of a view with dense_rows().
+    T *element(int64_t i, int64_t j) const { return reinterpret_cast<T *>(address(i, j)); }
 
   private:
     // SAFETY: the caller of each kernel guarantees that every (i, j) inside the declared shape addresses
@@ -68,16 +79,25 @@ struct InnerRange {
         return (first_row + rows - 1) * width + first_col + cols - 1 < inner;
     }
 
+    // The visited indices as runs of consecutive indices, in ascending order: run_count() runs, run r
+    // being [run_begin(r), run_begin(r) + run_length(inner)).
+    int64_t run_count(int64_t inner) const { return interior ? rows : (inner > 0 ? 1 : 0); }
+    int64_t run_begin(int64_t r) const { return interior ? (first_row + r) * width + first_col : 0; }
+    int64_t run_length(int64_t inner) const { return interior ? cols : inner; }
+
+    // Calls f(begin, end) for each run, in ascending order.
+    template <class F>
+    void each_run(int64_t inner, F &&f) const {
+        const int64_t runs = run_count(inner), length = run_length(inner);
+        for (int64_t r = 0; r < runs; ++r) f(run_begin(r), run_begin(r) + length);
+    }
+
+    // Calls f(k) for each visited index, in ascending order.
     template <class F>
     void each(int64_t inner, F &&f) const {
-        if (!interior) {
-            for (int64_t k = 0; k < inner; ++k) f(k);
-            return;
-        }
-        for (int64_t r = 0; r < rows; ++r) {
-            const int64_t base = (first_row + r) * width + first_col;
-            for (int64_t c = 0; c < cols; ++c) f(base + c);
-        }
+        each_run(inner, [&](int64_t begin, int64_t end) {
+            for (int64_t k = begin; k < end; ++k) f(k);
+        });
     }
 };
 
@@ -90,7 +110,7 @@ template <class T>
 uint32_t multiply(Strided<const T> a, int32_t a_cols, int32_t a_rows, Strided<const T> b, int32_t b_cols,
                   int32_t b_rows, Strided<T> c, const InnerRange &inner);
 
-uint32_t multiply_vector(Strided<const float> a, int32_t a_cols, int32_t a_rows, Strided<const float> x,
+uint32_t multiply_vector(Strided<const float> a, int32_t a_cols, int32_t a_rows, const float *x, int32_t x_step,
                          int32_t x_length, Strided<float> y, const InnerRange &inner);
 
 uint32_t multiply_vector_valid_area(Strided<const double> a, int32_t a_cols, int32_t a_rows, const float *x,

@@ -173,7 +173,7 @@ uint32_t polynomial_upscale(const float *transposed_design, const float *lu, con
     for (int p = 0; p < 4; ++p) {
         if (input_planes == nullptr || input_planes[p] == nullptr) return kStatusFailed;
         if (multiply_vector(Strided<const float>(transposed_design, n * 4, 4), n, kPolyTerms,
-                            Strided<const float>(input_planes[p], 4, 0), n, Strided<float>(rhs.get(), 4, 0),
+                            input_planes[p], 4, n, Strided<float>(rhs.get(), 4, 0),
                             inner) != kStatusDone)
             return kStatusFailed;
         {

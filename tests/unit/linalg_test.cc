@@ -70,6 +70,76 @@ TEST(Linalg, ProductSumsAscendingWithRoundedProducts) {
     EXPECT_EQ(Cd, (std::vector<double>{19, 22, 43, 50}));
 }
 
+// Every shape through both the dense-row paths and the generic strided paths (the same matrices stored
+// column-major), compared with the definition written out here.
+TEST(Linalg, DenseAndStridedViewsAgreeWithTheDefinition) {
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> u(-2, 2);
+    for (int rows = 1; rows <= 18; rows += 1) {
+        for (int cols : {1, 2, 3, 4, 5, 7, 8, 15, 16, 17, 33}) {
+            const int inner = 1 + (rows * 7 + cols) % 23;
+            std::vector<float> a(rows * inner), a_cm(rows * inner), b(inner * cols), b_cm(inner * cols), x(inner);
+            for (int i = 0; i < rows; ++i)
+                for (int k = 0; k < inner; ++k) a_cm[k * rows + i] = a[i * inner + k] = u(rng);
+            for (int k = 0; k < inner; ++k) {
+                x[k] = u(rng);
+                for (int j = 0; j < cols; ++j) b_cm[j * inner + k] = b[k * cols + j] = u(rng);
+            }
+            std::vector<float> c1(rows * cols, kSentinel), c2(rows * cols, kSentinel), y1(rows, kSentinel), y2(rows, kSentinel);
+            ASSERT_EQ(mul_mm(a.data(), 4 * inner, 4, inner, rows, b.data(), 4 * cols, 4, cols, inner, c1.data(), 4 * cols, 4), 0u);
+            ASSERT_EQ(mul_mm(a_cm.data(), 4, 4 * rows, inner, rows, b_cm.data(), 4, 4 * inner, cols, inner, c2.data(), 4 * cols, 4), 0u);
+            ASSERT_EQ(mul_mv(a.data(), 4 * inner, 4, inner, rows, x.data(), 4, inner, y1.data(), 4), 0u);
+            ASSERT_EQ(mul_mv(a_cm.data(), 4, 4 * rows, inner, rows, x.data(), 4, inner, y2.data(), 4), 0u);
+            for (int i = 0; i < rows; ++i) {
+                float sy = 0;
+                for (int k = 0; k < inner; ++k) sy = sy + a[i * inner + k] * x[k];
+                ASSERT_EQ(y1[i], sy) << rows << "x" << inner;
+                ASSERT_EQ(y2[i], sy) << rows << "x" << inner;
+                for (int j = 0; j < cols; ++j) {
+                    float s = 0;
+                    for (int k = 0; k < inner; ++k) s = s + a[i * inner + k] * b[k * cols + j];
+                    ASSERT_EQ(c1[i * cols + j], s) << rows << "x" << inner << "x" << cols;
+                    ASSERT_EQ(c2[i * cols + j], s) << rows << "x" << inner << "x" << cols;
+                }
+            }
+            // Double: the product and the masked product (every third element left out).
+            std::vector<double> ad(a.begin(), a.end()), ad_cm(a_cm.begin(), a_cm.end()), bd(b.begin(), b.end());
+            std::vector<double> cd(rows * cols), yd1(rows), yd2(rows);
+            ASSERT_EQ(mul_mm_double(ad.data(), 8 * inner, 8, inner, rows, bd.data(), 8 * cols, 8, cols, inner, cd.data(), 8 * cols, 8), 0u);
+            std::vector<uint32_t> mask;
+            std::vector<float> xm;
+            for (int k = 0; k < inner * 3 / 2; ++k) {
+                mask.push_back(k % 3 == 2 ? 0 : 1);
+                xm.push_back(u(rng));
+            }
+            std::vector<float> compaction(xm.size());
+            int valid = 0;
+            for (uint32_t f : mask) valid += f;
+            std::vector<double> am(rows * valid), am_cm(rows * valid);
+            for (int i = 0; i < rows; ++i)
+                for (int k = 0; k < valid; ++k) am_cm[k * rows + i] = am[i * valid + k] = u(rng);
+            ASSERT_EQ(mul_mv_lsc_valid_area(am.data(), 8 * valid, 8, valid, rows, xm.data(), 4, int(xm.size()), yd1.data(), 8,
+                                            mask.data(), compaction.data()),
+                      0u);
+            ASSERT_EQ(mul_mv_lsc_valid_area(am_cm.data(), 8, 8 * rows, valid, rows, xm.data(), 4, int(xm.size()), yd2.data(), 8,
+                                            mask.data(), compaction.data()),
+                      0u);
+            for (int i = 0; i < rows; ++i) {
+                double s = 0;
+                for (int k = 0, m = 0; k < int(xm.size()); ++k)
+                    if (mask[k] == 1) s = s + double(xm[k]) * am[i * valid + m++];
+                ASSERT_EQ(yd1[i], s) << rows << "x" << valid;
+                ASSERT_EQ(yd2[i], s) << rows << "x" << valid;
+                for (int j = 0; j < cols; ++j) {
+                    double t = 0;
+                    for (int k = 0; k < inner; ++k) t = t + ad[i * inner + k] * bd[k * cols + j];
+                    ASSERT_EQ(cd[i * cols + j], t);
+                }
+            }
+        }
+    }
+}
+
 TEST(Linalg, ProductShapes) {
     std::vector<float> a(15 * 4, 1.0f), b(4 * 15, 1.0f), c(15 * 15, kSentinel);
     // Inner dimension 0: the 15 x 15 result is all zeros.
