@@ -9,11 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "oz_cmc.h"
 #include "oz_log.h"
-#include "parser/parser.h"
-#include "tests/kit/builder.h"
-#include "tests/kit/fault_sweep.h"
+#include "tests/unit/general_records_fixture.h"
 
 namespace oz::test {
 namespace {
@@ -121,32 +118,6 @@ bool same(int slot, const Image &ref, const Image &got) {
     return true;
 }
 
-RecordBuilder pattern(uint16_t id, uint8_t version, uint32_t length) {
-    RecordBuilder r(id, version);
-    for (uint32_t i = 8; i < length; ++i) r.u8(i, uint8_t(i * 7));
-    return r.length(length);
-}
-
-// Every general record kind except the ones that stand in for each other (3 / 31, 19 and 20 / 34).
-std::vector<RecordBuilder> common_records() {
-    return {
-        pattern(2, 103, 40), pattern(5, 100, 16), pattern(7, 100, 16), pattern(8, 100, 12), pattern(9, 100, 8),
-        pattern(21, 100, 16), pattern(23, 100, 24),
-        pattern(6, 100, 24).u8(12, 1).u8(13, 1).u8(14, 0).u8(15, 0),
-        pattern(13, 102, 88).u16(70, 2),
-        pattern(14, 100, 40).u16(8, 0).u16(10, 2).u16(12, 1),
-        pattern(15, 102, 104).u16(8, 1).u16(10, 1).u16(44, 2).u16(56, 1).u16(72, 2).u8(82, 1),
-        pattern(16, 100, 24).u16(12, 1),
-        pattern(17, 101, 16),
-        pattern(18, 101, 96).u16(8, 1),
-        pattern(24, 100, 60).u16(14, 2).u16(18, 1).u16(38, 2),
-        pattern(25, 101, 208).u16(8, 2).u16(10, 1),
-        pattern(26, 101, 64),
-        pattern(27, 101, 120).u16(24, 2).u16(26, 2).u16(28, 1).u16(30, 2),
-        RecordBuilder(722, 102).u32(8, 9).u32(12, 2).u32(16, 1).u32(32, 3).length(36),
-    };
-}
-
 void sweep(std::vector<RecordBuilder> records, const std::function<bool(const cmc_data *, int)> &compare_slot) {
     ContainerBuilder b;
     for (const RecordBuilder &r : records) b.add(r);
@@ -183,18 +154,15 @@ void sweep(std::vector<RecordBuilder> records, const std::function<bool(const cm
 }
 
 TEST(GeneralRecordsFault, EveryKindWithRecords31And34) {
-    std::vector<RecordBuilder> records = common_records();
-    records.push_back(pattern(31, 100, 96).u32(8, 1).u32(12, 0).u64(16, 24));
-    records.push_back(pattern(34, 100, 128).u32(8, 1).u32(12, 0).u64(16, 32).u32(40, 1).u32(44, 2).u64(48, 72)
-                          .u64(56, 104).u64(64, 120));
+    std::vector<RecordBuilder> records = common_general_records();
+    records.push_back(general_record(31));
+    records.push_back(general_record(34));
     sweep(records, [](const cmc_data *, int) { return true; });
 }
 
 TEST(GeneralRecordsFault, EveryKindWithRecord3AndTheSynthesizedRecord34) {
-    std::vector<RecordBuilder> records = common_records();
-    records.push_back(pattern(3, 100, 48).u32(8, 2));
-    records.push_back(pattern(19, 100, 64).u16(12, 1).u16(14, 2));
-    records.push_back(pattern(20, 102, 48).u16(14, 1).u16(16, 3));
+    std::vector<RecordBuilder> records = common_general_records();
+    for (uint16_t id : {3, 19, 20}) records.push_back(general_record(id));
     // Record 34 is built from what records 19 and 20 left; it is compared only when both were kept.
     sweep(records, [](const cmc_data *cmc, int slot) {
         return slot != CMC_SLOT_RECORD34 || (cmc->slot[CMC_SLOT_RECORD19] && cmc->slot[CMC_SLOT_RECORD20]);
