@@ -498,10 +498,12 @@ uint32_t decode_record_27_planes(RecordCopy &rec, DecodeContext &ctx) {
     for (uint32_t i = 0; i < c; ++i) {
         cmc_record27_entry &e = out->entries[i];
         e.head = static_cast<uint8_t *>(heap_alloc(20));
+        if (e.head == nullptr) ctx.diag.dropped("record 27 entry head copy allocation", 20, 0);
         memcpy_s(e.head, 20, r.span(cursor, 20), 20);  // 20 bytes head
         if (plane_bytes != 0) {
             const size_t buffer = size_t(3 * plane_bytes);
             e.samples = static_cast<uint16_t *>(heap_alloc_zeroed(1, buffer));
+            if (e.samples == nullptr) ctx.diag.dropped("record 27 entry sample buffer allocation", buffer, 0);
             memcpy_s(e.samples, buffer, r.span(cursor + 20, planes * plane_bytes),
                      size_t(planes * plane_bytes));  // P planes of W x H u16
         }
