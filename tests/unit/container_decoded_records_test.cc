@@ -101,21 +101,16 @@ TEST(ContainerDecodedRecords, Record31And3Precedence) {
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
-        ContainerBuilder b;
-        for (const RecordBuilder &r : c.records) b.add(r);
-        Blob blob(b.build());
-        DiagRecorder diag;
-        cmc_data *cmc = parse_container(blob.get(), nullptr, &diag);
-        const cmc_record31 *form = static_cast<const cmc_record31 *>(cmc->slot[CMC_SLOT_RECORD31]);
+        ParsedRecords p(c.records);
+        const cmc_record31 *form = p.as<cmc_record31>(CMC_SLOT_RECORD31);
         ASSERT_NE(form, nullptr);
         EXPECT_EQ(form->header.version, c.version);
         EXPECT_EQ(c.version == 105 ? form->header.reserved : form->entries[0].value0, c.mark);
         EXPECT_EQ(reinterpret_cast<const uint8_t *>(form->entries), reinterpret_cast<const uint8_t *>(form) + 24);
         if (std::string(c.name).find("refused") != std::string::npos) {
-            ASSERT_NE(diag.find(DiagKind::kRecordRefused, 31), nullptr);
-            EXPECT_EQ(diag.find(DiagKind::kRecordRefused, 31)->event.code, 1u);
+            ASSERT_NE(p.refused(31), nullptr);
+            EXPECT_EQ(p.refused(31)->event.code, 1u);
         }
-        oz_cmc_parser_deinit(cmc);
     }
 }
 

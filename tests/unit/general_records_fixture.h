@@ -24,7 +24,9 @@ struct ParsedRecords {
     DiagRecorder diag;
     cmc_data *cmc;
 
-    explicit ParsedRecords(std::initializer_list<RecordBuilder> records) : blob(build(records)) {
+    explicit ParsedRecords(std::initializer_list<RecordBuilder> records)
+        : ParsedRecords(std::vector<RecordBuilder>(records)) {}
+    explicit ParsedRecords(const std::vector<RecordBuilder> &records) : blob(build(records)) {
         cmc = parse_container(blob.get(), nullptr, &diag);
         EXPECT_NE(cmc, nullptr);
     }
@@ -32,7 +34,7 @@ struct ParsedRecords {
         oz_cmc_parser_deinit(cmc);
         EXPECT_EQ(faultsim::live_blocks(), live_before) << "deinit left blocks behind";
     }
-    static Bytes build(std::initializer_list<RecordBuilder> records) {
+    static Bytes build(const std::vector<RecordBuilder> &records) {
         ContainerBuilder c;
         for (const RecordBuilder &r : records) c.add(r);
         return c.build();

@@ -52,11 +52,8 @@ TEST(SynthesizedRecord34, SizeAndLayoutForEachMix) {
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
-        ContainerBuilder b;
-        for (const RecordBuilder &r : c.records) b.add(r);
-        Blob blob(b.build());
-        cmc_data *cmc = oz_cmc_parser_init(blob.get());
-        const cmc_record34 *form = static_cast<const cmc_record34 *>(cmc->slot[CMC_SLOT_RECORD34]);
+        ParsedRecords p(c.records);
+        const cmc_record34 *form = p.as<cmc_record34>(CMC_SLOT_RECORD34);
         ASSERT_NE(form, nullptr);
         EXPECT_EQ(form->header.size, c.size);
         EXPECT_EQ(form->header.version, 100);
@@ -78,7 +75,6 @@ TEST(SynthesizedRecord34, SizeAndLayoutForEachMix) {
                 EXPECT_EQ(std::memcmp(e.block->values, expected, 8), 0);
             }
         }
-        oz_cmc_parser_deinit(cmc);
     }
 }
 
