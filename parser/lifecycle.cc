@@ -7,6 +7,7 @@
 #include "parser/container.h"
 #include "parser/merge.h"
 #include "parser/parser.h"
+#include "parser/synth_record34.h"
 #include "records/decode.h"
 #include "records/slots.h"
 
@@ -69,6 +70,7 @@ cmc_data *parse_container(const binary_data *container, const binary_data *calib
 
     merge_calibration(cmc, nvm, diag);
     if (nvm != nullptr) oz_nvm_deinit(nvm);
+    synthesize_record34(cmc, diag);
     return cmc;
 }
 
