@@ -8,4 +8,12 @@ namespace oz {
 // Text record (records/text.cc).
 uint32_t decode_record_1_text(RecordCopy &rec, DecodeContext &ctx);
 
+// Correction-table records.
+// Lens shading (records/lens_shading.cc).
+uint32_t decode_record_10_lens_shading(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_28_lens_shading4x4(RecordCopy &rec, DecodeContext &ctx);
+// Lens-shading ratios (records/lens_shading_ratio.cc).
+uint32_t decode_record_11_lens_shading_ratio(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &ctx);
+
 }  // namespace oz
