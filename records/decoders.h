@@ -15,5 +15,7 @@ uint32_t decode_record_28_lens_shading4x4(RecordCopy &rec, DecodeContext &ctx);
 // Lens-shading ratios (records/lens_shading_ratio.cc).
 uint32_t decode_record_11_lens_shading_ratio(RecordCopy &rec, DecodeContext &ctx);
 uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &ctx);
+// Geometric distortion (records/geometric_distortion.cc).
+uint32_t decode_record_22_geometric_distortion(RecordCopy &rec, DecodeContext &ctx);
 
 }  // namespace oz
