@@ -26,6 +26,7 @@ DecoderFn decoder_for(uint16_t id) {
         case 11: return decode_record_11_lens_shading_ratio;
         case 22: return decode_record_22_geometric_distortion;
         case 28: return decode_record_28_lens_shading4x4;
+        case 30: return decode_record_30_phase_difference;
         case 33: return decode_record_33_lens_shading_ratio4x4;
         default: return nullptr;
     }

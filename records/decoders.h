@@ -17,5 +17,7 @@ uint32_t decode_record_11_lens_shading_ratio(RecordCopy &rec, DecodeContext &ctx
 uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &ctx);
 // Geometric distortion (records/geometric_distortion.cc).
 uint32_t decode_record_22_geometric_distortion(RecordCopy &rec, DecodeContext &ctx);
+// Phase difference (records/phase_difference.cc).
+uint32_t decode_record_30_phase_difference(RecordCopy &rec, DecodeContext &ctx);
 
 }  // namespace oz
