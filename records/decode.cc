@@ -28,6 +28,9 @@ DecoderFn decoder_for(uint16_t id) {
         case 28: return decode_record_28_lens_shading4x4;
         case 30: return decode_record_30_phase_difference;
         case 33: return decode_record_33_lens_shading_ratio4x4;
+        case 35: return decode_record_35_pipe_compand_decompand;
+        case 36: return decode_record_36_sensor_decompand;
+        case 38: return decode_record_38_cbd;
         default: return nullptr;
     }
 }

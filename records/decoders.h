@@ -19,5 +19,9 @@ uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &
 uint32_t decode_record_22_geometric_distortion(RecordCopy &rec, DecodeContext &ctx);
 // Phase difference (records/phase_difference.cc).
 uint32_t decode_record_30_phase_difference(RecordCopy &rec, DecodeContext &ctx);
+// Compand/decompand curves and cbd tables (records/compand.cc).
+uint32_t decode_record_35_pipe_compand_decompand(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_36_sensor_decompand(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_38_cbd(RecordCopy &rec, DecodeContext &ctx);
 
 }  // namespace oz
