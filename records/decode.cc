@@ -26,11 +26,18 @@ DecoderFn decoder_for(uint16_t id) {
         case 11: return decode_record_11_lens_shading_ratio;
         case 22: return decode_record_22_geometric_distortion;
         case 28: return decode_record_28_lens_shading4x4;
+        case 29: return decode_record_29_four_plane_grid;
         case 30: return decode_record_30_phase_difference;
+        case 32: return decode_record_32_valid_area;
         case 33: return decode_record_33_lens_shading_ratio4x4;
         case 35: return decode_record_35_pipe_compand_decompand;
         case 36: return decode_record_36_sensor_decompand;
+        case 37: return decode_record_37_kept;
         case 38: return decode_record_38_cbd;
+        case 39: return decode_record_39_kept;
+        case 40: return decode_record_40_block_settings;
+        case 41: return decode_record_41_fixed_copy;
+        case 42: return decode_record_42_fixed_copy;
         default: return nullptr;
     }
 }

@@ -23,5 +23,13 @@ uint32_t decode_record_30_phase_difference(RecordCopy &rec, DecodeContext &ctx);
 uint32_t decode_record_35_pipe_compand_decompand(RecordCopy &rec, DecodeContext &ctx);
 uint32_t decode_record_36_sensor_decompand(RecordCopy &rec, DecodeContext &ctx);
 uint32_t decode_record_38_cbd(RecordCopy &rec, DecodeContext &ctx);
+// Other correction records (records/other_correction.cc).
+uint32_t decode_record_29_four_plane_grid(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_32_valid_area(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_37_kept(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_39_kept(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_40_block_settings(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_41_fixed_copy(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_42_fixed_copy(RecordCopy &rec, DecodeContext &ctx);
 
 }  // namespace oz
