@@ -40,7 +40,7 @@ namespace oz {
 //   - the fixed part and the grids must lie inside the record; otherwise the record is rejected
 //     (slot 43 null). So is a record with a negative grid size (N would be negative or meaningless).
 //   - a later section that runs past the record ends the decoding with the sections before it kept,
-//     exactly as the design treats a failed table allocation (section 1) or a dropped list section
+//     exactly as a failed table allocation does (section 1) or as a dropped list section does
 //     (section 2); trailing fields that do not lie inside the record are 0.
 //   - when section 2 is dropped, the trailing fields are read after it where its extent is known (it
 //     lies inside the record: it was dropped for an empty list or for lack of memory), and are 0 when

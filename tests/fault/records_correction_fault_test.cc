@@ -2,7 +2,7 @@
 // record of every correction kind (with a calibration blob carrying a phase-difference map) is parsed
 // with every allocation failing in turn, once and from then on. Every run must release everything it
 // allocated, and every slot must hold either what the unfailed run decoded or nothing at all; the
-// structures that the design lets end early (geometric distortion, phase difference) may only lose
+// structures that may end early by their own rules (geometric distortion, phase difference) may only lose
 // whole sections.
 #include <gtest/gtest.h>
 

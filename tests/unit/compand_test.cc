@@ -1,20 +1,11 @@
 // Compand/decompand pair (record 35, slots 59 and 60), sensor decompand curve (record 36, slot 61) and
 // cbd tables (record 38, slot 64): field offsets, zero-length arrays, the exact length each count
 // requires (a record one byte shorter is rejected whole), and replacement by a later record.
+#include "tests/unit/correction_records.h"
 #include "tests/unit/correction_util.h"
 
 namespace oz::test {
 namespace {
-
-// Record 35 with wide points 0x10000 * (i + 1) + tag, narrow points 0x100 + i, compand segment values
-// 0x200 + i and decompand segment values 0x300000 + i.
-RecordBuilder record35(uint8_t n, uint32_t tag = 0) {
-    RecordBuilder r(35, 100);
-    r.u8(8, 0xC1).u32(9, 0xDEADBEEF).u8(13, n);
-    for (uint32_t i = 0; i <= n; ++i) r.u32(14 + 4 * i, 0x10000u * (i + 1) + tag).u16(18 + 4 * n + 2 * i, uint16_t(0x100 + i));
-    for (uint32_t i = 0; i < n; ++i) r.u16(20 + 6 * n + 2 * i, uint16_t(0x200 + i)).u32(20 + 8 * n + 4 * i, 0x300000 + i);
-    return r.length(20 + 12 * n);
-}
 
 TEST(PipeCompand, BothCurvesFromOneKneeTable) {
     Parsed p({record35(2)});
@@ -138,12 +129,6 @@ TEST(CompandRecords, LaterRecordsReplaceEarlierOnes) {
                      RecordBuilder(38, 100).u8(9, 1).length(17)});
     for (int slot : {CMC_SLOT_PIPE_COMPAND, CMC_SLOT_PIPE_DECOMPAND, CMC_SLOT_SENSOR_DECOMPAND, CMC_SLOT_CBD})
         EXPECT_EQ(rejected.at(slot), nullptr) << slot;
-}
-
-TEST(CompandRecords, DeinitFunctionsAcceptNull) {
-    cmc_pipe_compand_decompand_deinit(nullptr, nullptr);
-    cmc_sensor_decompand_deinit(nullptr);
-    cmc_cbd_deinit(nullptr);
 }
 
 }  // namespace

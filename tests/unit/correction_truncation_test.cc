@@ -20,7 +20,7 @@ TEST(CorrectionRecords, EveryRecordDecodesWhole) {
         EXPECT_NE(e.event.kind, DiagKind::kSectionDropped) << e.event.id << ": " << e.what;
     }
     auto *gd = p.at<cmc_geometric_distortion2>(CMC_SLOT_GEOMETRIC_DISTORTION);
-    EXPECT_EQ(gd->trailer_flag, 4);
+    EXPECT_EQ(gd->trailer_flag, 0x5C);
     auto *pd = p.at<cmc_phase_difference>(CMC_SLOT_PHASE_DIFFERENCE);
     EXPECT_EQ(pd->primary_grid_width, 7);  // from the calibration map
     EXPECT_NE(pd->secondary_grid, nullptr);

@@ -48,13 +48,4 @@ struct Parsed {
     }
 };
 
-// The record cut to `length` bytes, with its size field saying so.
-inline RecordBuilder cut(RecordBuilder r, uint32_t length) { return r.length(length).size_field(length); }
-
-inline uint32_t float_bits(float f) {
-    uint32_t b;
-    std::memcpy(&b, &f, 4);
-    return b;
-}
-
 }  // namespace oz::test

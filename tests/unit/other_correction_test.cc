@@ -1,17 +1,11 @@
 // Other correction records: the four-plane grid (29), the valid-area record decoded by the container
 // library (32), records kept whole (37, 39), the versioned settings block (40, decoded up to its last
 // complete field) and the fixed-length copies (41, 42), each at its exact boundaries.
+#include "tests/unit/correction_records.h"
 #include "tests/unit/correction_util.h"
 
 namespace oz::test {
 namespace {
-
-RecordBuilder record29(uint16_t a, uint16_t b, uint32_t length) {
-    RecordBuilder r(29, 100);
-    r.u32(8, 0xAABBCCDD).u16(12, a).u16(14, b).u32(16, 0x11223344);
-    for (uint32_t i = 0; i < 4u * a * b && 20 + 4 * i + 4 <= length; ++i) r.u32(20 + 4 * i, 0x6000 + i);
-    return r.length(length);
-}
 
 TEST(FourPlaneGrid, PlanesShareOneBuffer) {
     Parsed p({record29(1, 2, 56)});  // 24 + 16 * 2 = 56: accepted, planes in bytes 20 to 51
@@ -100,19 +94,6 @@ TEST(KeptAndFixedCopies, Boundaries) {
         EXPECT_EQ(below.at(c.slot), nullptr);
         EXPECT_NE(below.diag.find(DiagKind::kRecordRefused, c.id), nullptr);
     }
-}
-
-// Record 40 with every field of version 104 and a blob of m bytes.
-RecordBuilder record40(uint8_t version, uint8_t m) {
-    RecordBuilder r(40, version);
-    r.u32(8, 0xBA5E0001).u32(12, 0xF1F2F3F4).u16(16, 0xABCD);
-    for (uint32_t i = 0; i < 128; ++i) r.u8(18 + i, uint8_t(i));
-    for (uint32_t i = 0; i < 16; ++i) r.u8(146 + i, uint8_t(0xA0 + i));
-    r.u8(162, m);
-    for (uint32_t i = 0; i < m; ++i) r.u8(163 + i, uint8_t(0x30 + i));
-    r.u8(163 + m, 0x7E).u32(164 + m, 0x0D0C0B0A).u16(168 + m, 0x0F0E);
-    for (uint32_t i = 0; i < 128; ++i) r.u8(170 + m + i, uint8_t(0xFF - i));
-    return r.length(298 + m);
 }
 
 TEST(BlockSettings, FieldsByVersion) {

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "records/correction.h"
+#include "tests/unit/correction_records.h"
 #include "tests/unit/correction_util.h"
 
 namespace oz::test {
@@ -23,19 +24,15 @@ Map constant_map(uint8_t w, uint8_t h, int32_t v, uint8_t bits = 0) {
     return {w, h, bits, std::vector<int32_t>(size_t(w) * h, v)};
 }
 
-// 7 x 5, every value 100 except 120 at (0,0) and the outlier 1000 at (4,6). The interior is the single
-// value at (2,3): m = 100, band (50, 150). With weight 0.5, k = 1 and centre 10 (b = 5):
+// The shared 7 x 5 map: every value 100 except 120 at (0,0) and the outlier 1000 at (4,6). The
+// interior is the single value at (2,3): m = 100, band (50, 150). With weight 0.5, k = 1 and centre 10
+// (b = 5):
 //   (0,0): rows 0-3, cols 0-3, 16 in band, t = 1620, r = 810 / 16 = 50.625 -> 56 or (negated) -45
 //   (0,1): rows 0-3, cols 0-4, 20 in band, t = 2020, r = 50.5          -> 56 or -45
 //   (0,6), (4,0): 16 values of 100, r = 50                               -> 55 or -44
 //   (4,6): rows 1-4, cols 3-6, the outlier left out: 15 in band, r = 50  -> 55 or -44
 //   (2,3): all 35, 34 in band, t = 3420, r = 1710 / 34 = 50.29...        -> 55 or -44
-Map marked_map() {
-    Map m = constant_map(7, 5, 100);
-    m.at(0, 0) = 120;
-    m.at(4, 6) = 1000;
-    return m;
-}
+Map marked_map() { return {7, 5, 0, marked_map_values()}; }
 
 std::vector<int32_t> compute(const Map &map, int32_t centre, float weight, uint32_t flip, int32_t fill = 0) {
     std::vector<int32_t> grid(size_t(map.width) * map.height, fill);
@@ -127,50 +124,10 @@ TEST(PhaseDifferenceGrid, BandLimitsOutOfRangeBecomeIntMin) {
 }
 
 TEST(PhaseDifferenceGrid, TruncationToInt32) {
-    struct Case {
-        float in;
-        int32_t out;
-    };
-    const Case cases[] = {
-        {1.9f, 1},
-        {-0.9f, 0},
-        {-4.25f, -4},
-        {2147483520.0f, 2147483520},  // the largest float below 2^31
-        {2147483648.0f, INT32_MIN},
-        {-2147483648.0f, INT32_MIN},
-        {-2147483904.0f, INT32_MIN},
-        {std::numeric_limits<float>::infinity(), INT32_MIN},
-        {std::numeric_limits<float>::quiet_NaN(), INT32_MIN},
-    };
-    for (const Case &c : cases) EXPECT_EQ(truncate_to_i32(c.in), c.out) << c.in;
-}
-
-// Record 30 of version `version` with A entries of bytes 0xE0.., primary grid values 1000 + k
-// (u16 up to version 100, i32 from 101) with the centre value `centre`, weight `weight` (from 102) and
-// a secondary grid of 0x5000 + k, padded to what the size tests require.
-RecordBuilder record30(uint8_t version, uint16_t A, uint16_t W1, uint16_t H1, uint16_t W2, uint16_t H2,
-                       int32_t centre = 10, float weight = 0.5f) {
-    RecordBuilder r(30, version);
-    r.u32(8, 0x01020304).u32(12, 0x05060708).u16(16, A).u32(18, 0x0A0B0C0D);
-    r.u16(22, W1).u16(24, H1).u16(26, W2).u16(28, H2);
-    uint32_t p = 30;
-    for (uint32_t i = 0; i < 6u * A; ++i) r.u8(p + i, uint8_t(0xE0 + i));
-    p += 6 * A;
-    if (version >= 102) r.f32(p, weight), p += 4;
-    const uint32_t cells = uint32_t(W1) * H1;
-    const uint32_t centre_index = (H1 / 2) * W1 + W1 / 2;
-    for (uint32_t k = 0; k < cells; ++k) {
-        const int32_t v = k == centre_index ? centre : int32_t(1000 + k);
-        if (version <= 100)
-            r.u16(p + 2 * k, uint16_t(v));
-        else
-            r.i32(p + 4 * k, v);
-    }
-    p += (version <= 100 ? 2 : 4) * cells;
-    for (uint32_t k = 0; k < uint32_t(W2) * H2; ++k) r.u32(p + 4 * k, 0x5000 + k);
-    p += 4 * W2 * H2;
-    // The primary grid's size test counts 4 bytes per value in every version.
-    return r.length(std::max(round8(p), round8(30 + 6 * A + 4 * cells)));
+    const std::pair<float, int32_t> cases[] = {
+        {1.9f, 1}, {-4.25f, -4}, {2147483520.0f, 2147483520}, {2147483648.0f, INT32_MIN},
+        {-2147483904.0f, INT32_MIN}, {std::numeric_limits<float>::quiet_NaN(), INT32_MIN}};
+    for (auto [in, out] : cases) EXPECT_EQ(truncate_to_i32(in), out) << in;
 }
 
 const cmc_phase_difference *pd_of(const Parsed &p) { return p.at<const cmc_phase_difference>(CMC_SLOT_PHASE_DIFFERENCE); }
@@ -198,26 +155,42 @@ TEST(PhaseDifferenceRecord, RecordPathByVersion) {
     }
 }
 
+// A short record keeps what it holds and stops at the first step it fails. Version 102, A = 1,
+// 2 x 2 primary, 1 x 3 secondary: entries end at 36, the weight at 40, the primary grid at 56, the
+// secondary at 68; the tests are 32, round8(36) = 40, round8(36 + 16) = 56 and round8(68) = 72.
 TEST(PhaseDifferenceRecord, ShortRecordsStopAtEveryStep) {
-    // Version 102, A = 1, 2 x 2 primary, 1 x 3 secondary: entries end at 36, the weight at 40, the primary
-    // grid at 56, the secondary at 68. Tests: 32; round8(36) = 40; round8(36 + 16) = 56; round8(68) = 72.
+    const RecordBuilder r = record30(102, 1, 2, 2, 1, 3);
+    const char *grid_test = "size >= round8(30 + 6 * A + 4 * W1 * H1)";
+    const char *secondary_test = "size >= round8(end of primary grid + 4 * W2 * H2)";
     struct Case {
-        uint32_t size;
+        const char *name;
+        RecordBuilder record;
         bool entries, primary, secondary;
         const char *rule;
     };
-    const Case cases[] = {
-        {31, false, false, false, "size >= 32"},
-        {39, false, false, false, "size >= round8(30 + 6 * A)"},
-        {40, true, false, false, "size >= round8(30 + 6 * A + 4 * W1 * H1)"},
-        {55, true, false, false, "size >= round8(30 + 6 * A + 4 * W1 * H1)"},
-        {56, true, true, false, "size >= round8(end of primary grid + 4 * W2 * H2)"},
-        {71, true, true, false, "size >= round8(end of primary grid + 4 * W2 * H2)"},
-        {72, true, true, true, ""},
+    const std::vector<Case> cases = {
+        {"24 bytes: the head as far as it goes", record30(102, 5, 7, 9, 1, 1).length(24), false, false, false, "size >= 32"},
+        {"31", RecordBuilder(r).length(31), false, false, false, "size >= 32"},
+        {"no entries", record30(102, 0, 2, 2, 1, 1), false, false, false, "num_entries != 0"},
+        {"39", RecordBuilder(r).length(39), false, false, false, "size >= round8(30 + 6 * A)"},
+        {"40", RecordBuilder(r).length(40), true, false, false, grid_test},
+        {"55", RecordBuilder(r).length(55), true, false, false, grid_test},
+        {"56", RecordBuilder(r).length(56), true, true, false, secondary_test},
+        {"71", RecordBuilder(r).length(71), true, true, false, secondary_test},
+        {"72", RecordBuilder(r).length(72), true, true, true, ""},
+        // A = 3: round8(48 + 4 * 2) = 56 passes for 56 bytes, but the weight moves the grid to 52..60.
+        {"weight moves the grid past the end", record30(102, 3, 2, 1, 0, 0).length(56), true, false, false,
+         "weight and primary grid within size"},
+        // 4 * 32768 * 32768 wraps to 0 in u32: the size tests pass, the grids are not there.
+        {"primary grid size wraps u32", RecordBuilder(30, 101).u16(16, 1).u16(22, 32768).u16(24, 32768).length(48),
+         true, false, false, "weight and primary grid within size"},
+        {"secondary grid size wraps u32",
+         RecordBuilder(30, 101).u16(16, 1).u16(22, 1).u16(24, 1).u16(26, 32768).u16(28, 32768).length(48), true, true,
+         false, "secondary grid within size"},
     };
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.size);
-        Parsed p({record30(102, 1, 2, 2, 1, 3).length(c.size)});
+        SCOPED_TRACE(c.name);
+        Parsed p({c.record});
         const cmc_phase_difference *pd = pd_of(p);
         ASSERT_NE(pd, nullptr);
         EXPECT_EQ(pd->entries != nullptr, c.entries);
@@ -225,45 +198,10 @@ TEST(PhaseDifferenceRecord, ShortRecordsStopAtEveryStep) {
         EXPECT_EQ(pd->secondary_grid != nullptr, c.secondary);
         EXPECT_EQ(p.rule(DiagKind::kSectionDropped, 30), c.rule);
     }
-}
-
-TEST(PhaseDifferenceRecord, HeadIsCopiedAsFarAsTheRecordHoldsIt) {
-    Parsed p({record30(102, 5, 7, 9, 1, 1).length(24)});
-    const cmc_phase_difference *pd = pd_of(p);
-    ASSERT_NE(pd, nullptr);
-    EXPECT_EQ(pd->header.size, 24u);
-    EXPECT_EQ(pd->num_entries, 5);
-    EXPECT_EQ(pd->primary_grid_width, 7);
-    EXPECT_EQ(pd->primary_grid_height, 0);  // byte 24 lies past the record
-    EXPECT_EQ(pd->entries, nullptr);
-    EXPECT_EQ(pd->primary_grid, nullptr);
-
-    Parsed none({record30(102, 0, 2, 2, 1, 1)});  // no entries: nothing after the head
-    ASSERT_NE(pd_of(none), nullptr);
-    EXPECT_EQ(pd_of(none)->entries, nullptr);
-    EXPECT_EQ(pd_of(none)->primary_grid, nullptr);
-    EXPECT_EQ(pd_of(none)->secondary_grid, nullptr);
-}
-
-TEST(PhaseDifferenceRecord, GridsPastTheRecordEndAreNotRead) {
-    // Version 102 with A = 3: round8(48 + 4 * 2) = 56 passes for a 56-byte record, but the weight moves
-    // the grid to 52..60.
-    Parsed weight({record30(102, 3, 2, 1, 0, 0).length(56)});
-    ASSERT_NE(pd_of(weight), nullptr);
-    EXPECT_EQ(pd_of(weight)->primary_grid, nullptr);
-    EXPECT_EQ(weight.rule(DiagKind::kSectionDropped, 30), "weight and primary grid within size");
-
-    // 4 * 32768 * 32768 wraps to 0 in u32: the size test passes, the grid is not there.
-    Parsed primary({RecordBuilder(30, 101).u16(16, 1).u16(22, 32768).u16(24, 32768).length(48)});
-    ASSERT_NE(pd_of(primary), nullptr);
-    EXPECT_NE(pd_of(primary)->entries, nullptr);
-    EXPECT_EQ(pd_of(primary)->primary_grid, nullptr);
-
-    Parsed secondary({RecordBuilder(30, 101).u16(16, 1).u16(22, 1).u16(24, 1).u16(26, 32768).u16(28, 32768).length(48)});
-    ASSERT_NE(pd_of(secondary), nullptr);
-    EXPECT_NE(pd_of(secondary)->primary_grid, nullptr);
-    EXPECT_EQ(pd_of(secondary)->secondary_grid, nullptr);
-    EXPECT_EQ(secondary.rule(DiagKind::kSectionDropped, 30), "secondary grid within size");
+    // The 24-byte record: bytes up to 23 are copied, byte 24 on reads as 0.
+    Parsed p({cases[0].record});
+    EXPECT_EQ(pd_of(p)->num_entries * 100 + pd_of(p)->primary_grid_width, 507);
+    EXPECT_EQ(pd_of(p)->primary_grid_height, 0);
 }
 
 Bytes nvm_with_map(const Map &map) {
