@@ -39,8 +39,12 @@ uint32_t sensor_flip_mode(const cmc_data *cmc) {
 //   per position: n, t = count and sum of the in-band values of the 7 x 7 neighbourhood clipped to
 //   the map; r = (((float(t) * w) * k) * s) / float(n), or ((m * w) * k) * s when n = 0;
 //   value = trunc((r + b) + 0.5), stored at the flipped position.
-// The 7 x 7 sums are taken directly (at most 255 x 255 positions of 49 values): no working buffer, so
-// the computation cannot fail.
+// The neighbourhood sums slide: per column, the in-band count and sum over the rows of the current
+// window (rows entering added, rows leaving subtracted), then along the row the same over the seven
+// columns. Addition modulo 2^32 is associative and its subtraction exact, so every t equals the
+// ascending-order wrapping sum of its 49 (or fewer) values bit for bit, at a fraction of the work. The
+// column state lives on the stack (at most 255 columns): the computation allocates nothing and cannot
+// fail.
 void compute_phase_difference_grid(const PhaseDifferenceMap &map, int32_t centre, float weight,
                                    uint32_t flip_mode, int32_t *grid) {
     const int NW = map.width, NH = map.height;
@@ -59,6 +63,7 @@ void compute_phase_difference_grid(const PhaseDifferenceMap &map, int32_t centre
     const float one_and_half = 1.5f * m;
     const int32_t low = truncate_to_i32(std::min(half, one_and_half));
     const int32_t high = truncate_to_i32(std::max(half, one_and_half));
+    auto in_band = [low, high](int32_t v) { return low < v && v < high; };
 
     const float k = 1.0f / float(uint32_t(1) << (map.fraction_bits % 32));
     const float b = float(centre) * (1.0f - weight);
@@ -67,22 +72,28 @@ void compute_phase_difference_grid(const PhaseDifferenceMap &map, int32_t centre
     const float s = mirror_columns ? -1.0f : 1.0f;
     const float empty_band = ((m * weight) * k) * s;
 
+    uint32_t column_sum[256] = {};
+    int32_t column_count[256] = {};
+    auto add_row = [&](int y, int sign) {
+        for (int x = 0; x < NW; ++x) {
+            const int32_t v = map.values[y * NW + x];
+            if (!in_band(v)) continue;
+            column_sum[x] += sign > 0 ? uint32_t(v) : uint32_t(0) - uint32_t(v);
+            column_count[x] += sign;
+        }
+    };
+    for (int y = 0; y < std::min(3, NH); ++y) add_row(y, +1);  // rows 0 .. 2 of the first window
+
     for (int i = 0; i < NH; ++i) {
-        const int row_first = std::max(i - 3, 0), row_last = std::min(i + 3, NH - 1);
+        if (i + 3 < NH) add_row(i + 3, +1);   // rows i - 3 .. i + 3, clipped to the map
+        if (i - 4 >= 0) add_row(i - 4, -1);
         const int out_row = mirror_rows ? NH - 1 - i : i;
+        uint32_t t = 0;
+        int32_t n = 0;
+        for (int x = 0; x < std::min(3, NW); ++x) t += column_sum[x], n += column_count[x];
         for (int j = 0; j < NW; ++j) {
-            const int col_first = std::max(j - 3, 0), col_last = std::min(j + 3, NW - 1);
-            int32_t n = 0;
-            uint32_t t = 0;
-            for (int y = row_first; y <= row_last; ++y) {
-                for (int x = col_first; x <= col_last; ++x) {
-                    const int32_t v = map.values[y * NW + x];
-                    if (low < v && v < high) {
-                        ++n;
-                        t += uint32_t(v);
-                    }
-                }
-            }
+            if (j + 3 < NW) t += column_sum[j + 3], n += column_count[j + 3];
+            if (j - 4 >= 0) t -= column_sum[j - 4], n -= column_count[j - 4];
             const float r = n > 0 ? (((float(int32_t(t)) * weight) * k) * s) / float(n) : empty_band;
             const int out_col = mirror_columns ? NW - 1 - j : j;
             grid[out_row * NW + out_col] = truncate_to_i32((r + b) + 0.5f);

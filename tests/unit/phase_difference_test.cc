@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "records/correction.h"
 #include "tests/unit/correction_records.h"
@@ -121,6 +122,53 @@ TEST(PhaseDifferenceGrid, BandLimitsOutOfRangeBecomeIntMin) {
     Map map = constant_map(7, 5, INT32_MAX - 1, 30);
     map.at(2, 3) = INT32_MAX;
     for (int32_t v : compute(map, 10, 0.5f, 0)) ASSERT_EQ(v, 6);
+}
+
+// The definition evaluated term by term: each position's clipped 7 x 7 window summed directly in
+// ascending order. The library slides its sums instead; both must agree bit for bit, also when the
+// in-band sums wrap 32 bits.
+std::vector<int32_t> direct_definition(const Map &map, int32_t c, float w, uint32_t flip) {
+    const int NW = map.width, NH = map.height;
+    std::vector<int32_t> grid(size_t(NW) * NH, 0);
+    uint32_t S = 0;
+    for (int i = 2; NH >= 5 && NW >= 7 && i <= NH - 3; ++i)
+        for (int j = 3; j <= NW - 4; ++j) S += uint32_t(map.values[size_t(i) * NW + j]);
+    const int32_t D = (NW - 6) * (NH - 4);
+    if (c == 0 || D == 0 || NW == 0 || NH == 0) return grid;
+    const float m = float(int32_t(S)) / float(D);
+    const int32_t low = truncate_to_i32(std::min(0.5f * m, 1.5f * m)), high = truncate_to_i32(std::max(0.5f * m, 1.5f * m));
+    const float k = 1.0f / float(uint32_t(1) << (map.fraction_bits % 32)), b = float(c) * (1.0f - w);
+    const float s = flip == 1 || flip == 3 ? -1.0f : 1.0f;
+    for (int i = 0; i < NH; ++i) {
+        for (int j = 0; j < NW; ++j) {
+            uint32_t t = 0;
+            int32_t n = 0;
+            for (int y = std::max(i - 3, 0); y <= std::min(i + 3, NH - 1); ++y)
+                for (int x = std::max(j - 3, 0); x <= std::min(j + 3, NW - 1); ++x) {
+                    const int32_t v = map.values[size_t(y) * NW + x];
+                    if (low < v && v < high) t += uint32_t(v), ++n;
+                }
+            const float r = n > 0 ? (((float(int32_t(t)) * w) * k) * s) / float(n) : ((m * w) * k) * s;
+            const int oi = flip == 2 || flip == 3 ? NH - 1 - i : i, oj = flip == 1 || flip == 3 ? NW - 1 - j : j;
+            grid[size_t(oi) * NW + oj] = truncate_to_i32((r + b) + 0.5f);
+        }
+    }
+    return grid;
+}
+
+TEST(PhaseDifferenceGrid, SlidingSumsEqualTheDirectDefinition) {
+    std::mt19937 random(7);
+    const std::pair<uint8_t, uint8_t> sizes[] = {{1, 1}, {3, 2}, {7, 5}, {8, 8}, {9, 13}, {31, 17}, {255, 9}};
+    for (auto [w, h] : sizes) {
+        for (int32_t base : {100, 1200000000, -900000000}) {
+            SCOPED_TRACE(testing::Message() << int(w) << " x " << int(h) << " around " << base);
+            Map map = constant_map(w, h, 0, uint8_t(random() % 40));
+            std::uniform_int_distribution<int32_t> noise(-std::abs(base) / 2, std::abs(base) / 2);
+            for (int32_t &v : map.values) v = random() % 11 == 0 ? int32_t(random()) : base + noise(random);
+            for (uint32_t flip : {0u, 1u, 2u, 3u})
+                ASSERT_EQ(compute(map, 7, 0.375f, flip), direct_definition(map, 7, 0.375f, flip)) << "flip " << flip;
+        }
+    }
 }
 
 TEST(PhaseDifferenceGrid, TruncationToInt32) {
