@@ -186,13 +186,13 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
             int s0 = cached[0] == y0 ? 0 : cached[1] == y0 ? 1 : -1;
             if (s0 < 0) {
                 s0 = cached[0] == y1 ? 1 : 0;
-                rows.h_f32(src + size_t(y0) * sw, x0, x1, fx, gx, 0, n, a[s0], b[s0]);
+                rows.h_f32(src + size_t(y0) * sw, x0, x1, fx, gx, 0, n, sw, a[s0], b[s0]);
                 cached[s0] = y0;
             }
             int s1 = cached[0] == y1 ? 0 : cached[1] == y1 ? 1 : -1;
             if (s1 < 0) {
                 s1 = 1 - s0;
-                rows.h_f32(src + size_t(y1) * sw, x0, x1, fx, gx, 0, n, a[s1], b[s1]);
+                rows.h_f32(src + size_t(y1) * sw, x0, x1, fx, gx, 0, n, sw, a[s1], b[s1]);
                 cached[s1] = y1;
             }
             rows.v_f32(a[s0], b[s0], a[s1], b[s1], fy, gy, 0, n, dst + size_t(j) * dw + strip);

@@ -37,7 +37,7 @@ using v_u32_fn = void (*)(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, 
 // Float member: a[i] = s[x1[i]] * fx[i], b[i] = s[x0[i]] * gx[i] (gx = 1 - fx); then
 // dst[i] = ((a0[i] * gy + b0[i] * gy) + b1[i] * fy) + a1[i] * fy (gy = 1 - fy).
 using h_f32_fn = void (*)(const float *src, const int32_t *x0, const int32_t *x1, const float *fx,
-                          const float *gx, uint32_t begin, uint32_t end, float *a, float *b);
+                          const float *gx, uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b);
 using v_f32_fn = void (*)(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
                           uint32_t begin, uint32_t end, float *dst);
 
@@ -72,7 +72,7 @@ void v_row_i32_c(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy
 void v_row_u32_c(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                  uint32_t end, uint32_t *dst);
 void h_row_f32_c(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
-                 uint32_t begin, uint32_t end, float *a, float *b);
+                 uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b);
 void v_row_f32_c(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
                  uint32_t begin, uint32_t end, float *dst);
 

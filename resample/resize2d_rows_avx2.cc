@@ -14,11 +14,29 @@ void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, u
     // Bytes 0 and 1 of each gathered dword, zero-extended to the 16-bit pair (s[kx], s[kx + 1]).
     const __m256i pairs = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0, -1, 1, -1,
                                            4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
+    const __m256i lane_base = _mm256_setr_epi32(0, 0, 0, 0, 4, 4, 4, 4);
+    const __m256i ctrl_bias = _mm256_set1_epi32(int32_t(0x80018000u));
+    const __m256i max_offset = _mm256_set1_epi32(14);
     const int *base = reinterpret_cast<const int *>(src);
     uint32_t i = begin;
-    for (; i + 8 <= end && uint32_t(kx[i + 7]) + 4 <= src_count; i += 8) {
+    for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(kx[i]), k4 = uint32_t(kx[i + 4]);
         const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(kx + i));
-        const __m256i s = _mm256_shuffle_epi8(_mm256_i32gather_epi32(base, idx, 1), pairs);
+        // Each 128-bit half takes its four pairs from a 16-byte window starting at its first column:
+        // bytes d and d + 1 (d = kx - window start), zero-extended to 16 bits by the byte shuffle.
+        const __m256i d = _mm256_sub_epi32(idx, _mm256_permutevar8x32_epi32(idx, lane_base));
+        __m256i s;
+        if (k4 + 16 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            const __m256i window = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + k0))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + k4)), 1);
+            const __m256i ctrl = _mm256_add_epi32(_mm256_add_epi32(d, _mm256_slli_epi32(d, 16)), ctrl_bias);
+            s = _mm256_shuffle_epi8(window, ctrl);
+        } else if (uint32_t(kx[i + 7]) + 4 <= src_count) {
+            s = _mm256_shuffle_epi8(_mm256_i32gather_epi32(base, idx, 1), pairs);
+        } else {
+            break;  // four-byte reads would pass the row end: the scalar row finishes
+        }
         const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(w01 + i));
         // s0 * w0 + s1 * w1: both factors below 2^15 as 16-bit values, so the signed multiply-add is exact.
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), _mm256_madd_epi16(s, w));
@@ -31,11 +49,27 @@ void h_row_u16_avx2(const uint16_t *src, const int32_t *kx, const uint32_t *w01,
     const int *base = reinterpret_cast<const int *>(src);
     const __m256i bias = _mm256_set1_epi32(int32_t(0x80008000u));
     const __m256i half_sum = _mm256_set1_epi32(1 << 23);
+    const __m256i max_offset = _mm256_set1_epi32(15);
     uint32_t i = begin;
     for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(kx[i]);
         const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(kx + i));
-        // (s[kx], s[kx + 1]) as one dword at byte offset 2 kx: exactly the two samples.
-        const __m256i s = _mm256_i32gather_epi32(base, idx, 2);
+        const __m256i d = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(k0)));
+        __m256i s;
+        if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            // The pair at an even offset d is dword d / 2 of the 16 samples from k0, at an odd offset
+            // dword (d - 1) / 2 of the 16 samples from k0 + 1: two loads, two permutations, a blend.
+            const __m256i even = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + k0));
+            const __m256i odd = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + k0 + 1));
+            const __m256i half = _mm256_srli_epi32(d, 1);
+            const __m256 parity = _mm256_castsi256_ps(_mm256_slli_epi32(d, 31));
+            s = _mm256_castps_si256(
+                _mm256_blendv_ps(_mm256_castsi256_ps(_mm256_permutevar8x32_epi32(even, half)),
+                                 _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(odd, half)), parity));
+        } else {
+            // (s[kx], s[kx + 1]) as one dword at byte offset 2 kx: exactly the two samples.
+            s = _mm256_i32gather_epi32(base, idx, 2);
+        }
         const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(w01 + i));
         // With samples biased to signed (s - 32768): (s0 - 2^15) w0 + (s1 - 2^15) w1 = h - 2^15 (w0 + w1)
         // = h - 2^23, exact in the signed multiply-add.
@@ -150,18 +184,36 @@ void v_row_u32_avx2(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32
     v_row_u32_c(h0, h1, wy0, wy1, done, end, dst);
 }
 
+// Samples at offsets d (0 .. 15) from the two 8-float windows lo and hi: the permutation uses the low
+// three bits of d, the blend picks hi where d > 7.
+inline __m256 pick16(__m256 lo, __m256 hi, __m256i d) {
+    const __m256 upper = _mm256_castsi256_ps(_mm256_cmpgt_epi32(d, _mm256_set1_epi32(7)));
+    return _mm256_blendv_ps(_mm256_permutevar8x32_ps(lo, d), _mm256_permutevar8x32_ps(hi, d), upper);
+}
+
 void h_row_f32_avx2(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
-                    uint32_t begin, uint32_t end, float *a, float *b) {
+                    uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b) {
+    const __m256i max_offset = _mm256_set1_epi32(15);
     uint32_t i = begin;
     for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(x0[i]);
         const __m256i i0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(x0 + i));
         const __m256i i1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(x1 + i));
-        const __m256 s0 = _mm256_i32gather_ps(src, i0, 4);
-        const __m256 s1 = _mm256_i32gather_ps(src, i1, 4);
+        // x1 is x0 + 1 inside the row, so offsets from k0 + 1 are those of x0 from k0 (0 .. 15).
+        const __m256i d = _mm256_sub_epi32(i0, _mm256_set1_epi32(int32_t(k0)));
+        __m256 s0, s1;
+        if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            const __m256i d1 = _mm256_sub_epi32(i1, _mm256_set1_epi32(int32_t(k0 + 1)));
+            s0 = pick16(_mm256_loadu_ps(src + k0), _mm256_loadu_ps(src + k0 + 8), d);
+            s1 = pick16(_mm256_loadu_ps(src + k0 + 1), _mm256_loadu_ps(src + k0 + 9), d1);
+        } else {
+            s0 = _mm256_i32gather_ps(src, i0, 4);
+            s1 = _mm256_i32gather_ps(src, i1, 4);
+        }
         _mm256_storeu_ps(a + i, _mm256_mul_ps(s1, _mm256_loadu_ps(fx + i)));
         _mm256_storeu_ps(b + i, _mm256_mul_ps(s0, _mm256_loadu_ps(gx + i)));
     }
-    h_row_f32_c(src, x0, x1, fx, gx, i, end, a, b);
+    h_row_f32_c(src, x0, x1, fx, gx, i, end, src_count, a, b);
 }
 
 void v_row_f32_avx2(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,

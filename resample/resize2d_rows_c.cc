@@ -58,7 +58,7 @@ void v_row_u32_c(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t 
 }
 
 void h_row_f32_c(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
-                 uint32_t begin, uint32_t end, float *a, float *b) {
+                 uint32_t begin, uint32_t end, uint32_t, float *a, float *b) {
     for (uint32_t i = begin; i < end; ++i) {
         a[i] = src[x1[i]] * fx[i];  // s[y][x1] * fx
         b[i] = src[x0[i]] * gx[i];  // s[y][x0] * (1 - fx), equal to (1 - fx) * s[y][x0]

@@ -146,7 +146,7 @@ void v_row_u32_sse41(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint3
 }
 
 void h_row_f32_sse41(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
-                     uint32_t begin, uint32_t end, float *a, float *b) {
+                     uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b) {
     uint32_t i = begin;
     for (; i + 4 <= end; i += 4) {
         const __m128 s0 = _mm_setr_ps(src[x0[i]], src[x0[i + 1]], src[x0[i + 2]], src[x0[i + 3]]);
@@ -154,7 +154,7 @@ void h_row_f32_sse41(const float *src, const int32_t *x0, const int32_t *x1, con
         _mm_storeu_ps(a + i, _mm_mul_ps(s1, _mm_loadu_ps(fx + i)));
         _mm_storeu_ps(b + i, _mm_mul_ps(s0, _mm_loadu_ps(gx + i)));
     }
-    h_row_f32_c(src, x0, x1, fx, gx, i, end, a, b);
+    h_row_f32_c(src, x0, x1, fx, gx, i, end, src_count, a, b);
 }
 
 void v_row_f32_sse41(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
