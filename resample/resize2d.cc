@@ -129,7 +129,7 @@ uint32_t resize_2d_uint16_impl(const uint16_t *src, int32_t src_width, int32_t s
 uint32_t resize_2d_uint8_impl(const uint8_t *src, int32_t src_width, int32_t src_height, uint8_t *dst,
                               int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
                               const resize2d_rows &rows) {
-    return fixed_member<uint8_t, uint32_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
+    return fixed_member<uint8_t, uint16_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
                                            check_step, 8, rows.h_u8, rows.v_u8);
 }
 

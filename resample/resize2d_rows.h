@@ -14,11 +14,11 @@
 
 namespace oz {
 
-// Horizontal rows of the fixed-point members for destination columns [begin, end) of a strip: kx[i]
+// Horizontal rows of the fixed-point members (8-bit samples give h of at most 255 * 256, held in 16 bits) for destination columns [begin, end) of a strip: kx[i]
 // is the source column of the pair, w01[i] holds wx0 in its low and wx1 in its high 16 bits. src is
 // the source row (src_count samples; kx[i] + 1 < src_count).
 using h_u8_fn = void (*)(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
-                         uint32_t end, uint32_t src_count, uint32_t *h);
+                         uint32_t end, uint32_t src_count, uint16_t *h);
 using h_u16_fn = void (*)(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
                           uint32_t end, uint32_t src_count, uint32_t *h);
 using h_i32_fn = void (*)(const int32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
@@ -26,7 +26,7 @@ using h_i32_fn = void (*)(const int32_t *src, const int32_t *kx, const uint32_t 
 using h_u32_fn = void (*)(const uint32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
                           uint32_t end, uint32_t src_count, uint64_t *h);
 // Vertical rows: dst[i] = (h1[i] * wy1 + h0[i] * wy0 + 2^(2F - 1)) >> 2F for i in [begin, end).
-using v_u8_fn = void (*)(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+using v_u8_fn = void (*)(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                          uint32_t end, uint8_t *dst);
 using v_u16_fn = void (*)(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                           uint32_t end, uint16_t *dst);
@@ -56,14 +56,14 @@ struct resize2d_rows {
 
 // Scalar definitions (also the tails of the vector rows).
 void h_row_u8_c(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
-                uint32_t src_count, uint32_t *h);
+                uint32_t src_count, uint16_t *h);
 void h_row_u16_c(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                  uint32_t src_count, uint32_t *h);
 void h_row_i32_c(const int32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                  uint32_t src_count, int64_t *h);
 void h_row_u32_c(const uint32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                  uint32_t src_count, uint64_t *h);
-void v_row_u8_c(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+void v_row_u8_c(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
                 uint8_t *dst);
 void v_row_u16_c(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                  uint32_t end, uint16_t *dst);

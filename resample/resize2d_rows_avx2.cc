@@ -10,7 +10,7 @@ namespace oz {
 namespace {
 
 void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
-                   uint32_t src_count, uint32_t *h) {
+                   uint32_t src_count, uint16_t *h) {
     // Bytes 0 and 1 of each gathered dword, zero-extended to the 16-bit pair (s[kx], s[kx + 1]).
     const __m256i pairs = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0, -1, 1, -1,
                                            4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
@@ -19,6 +19,7 @@ void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, u
     const __m256i max_offset = _mm256_set1_epi32(14);
     const int *base = reinterpret_cast<const int *>(src);
     uint32_t i = begin;
+    __m256i pending = _mm256_setzero_si256();  // h of the previous eight columns, stored in pairs of groups
     for (; i + 8 <= end; i += 8) {
         const uint32_t k0 = uint32_t(kx[i]), k4 = uint32_t(kx[i + 4]);
         const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(kx + i));
@@ -39,7 +40,18 @@ void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, u
         }
         const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(w01 + i));
         // s0 * w0 + s1 * w1: both factors below 2^15 as 16-bit values, so the signed multiply-add is exact.
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), _mm256_madd_epi16(s, w));
+        const __m256i sum = _mm256_madd_epi16(s, w);
+        if (((i - begin) & 8) == 0) {
+            pending = sum;
+        } else {
+            // Sixteen values of at most 65280: the unsigned pack narrows them exactly.
+            const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(pending, sum), 0xD8);
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i - 8), words);
+        }
+    }
+    if (((i - begin) & 8) != 0) {  // eight columns still pending
+        const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(pending, pending), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(h + i - 8), _mm256_castsi256_si128(words));
     }
     h_row_u8_c(src, kx, w01, i, end, src_count, h);
 }
@@ -117,19 +129,30 @@ inline __m256i v_lanes_8(const uint32_t *h0, const uint32_t *h1, __m256i wy0, __
     return _mm256_srli_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(32768)), 16);
 }
 
-void v_row_u8_avx2(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+// 8-bit vertical row: with h biased to signed 16 bits (g = h - 2^15, exact for h <= 65280),
+// h0 wy0 + h1 wy1 = g0 wy0 + g1 wy1 + 2^15 (wy0 + wy1) = g0 wy0 + g1 wy1 + 2^23, one multiply-add of
+// interleaved (g0, g1) and (wy0, wy1); the sum of at most 2^24 is exact in 32 bits.
+inline __m256i v_u8_lanes(__m256i g0, __m256i g1, __m256i w, bool high) {
+    const __m256i pair = high ? _mm256_unpackhi_epi16(g0, g1) : _mm256_unpacklo_epi16(g0, g1);
+    const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(pair, w), _mm256_set1_epi32((1 << 23) + 32768));
+    return _mm256_srli_epi32(sum, 16);
+}
+
+void v_row_u8_avx2(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                    uint32_t end, uint8_t *dst) {
-    const __m256i w0 = _mm256_set1_epi32(int32_t(wy0)), w1 = _mm256_set1_epi32(int32_t(wy1));
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
+    const __m256i bias = _mm256_set1_epi16(int16_t(0x8000));
     uint32_t i = begin;
     for (; i + 32 <= end; i += 32) {
-        const __m256i a = v_lanes_8(h0 + i, h1 + i, w0, w1);
-        const __m256i b = v_lanes_8(h0 + i + 8, h1 + i + 8, w0, w1);
-        const __m256i c = v_lanes_8(h0 + i + 16, h1 + i + 16, w0, w1);
-        const __m256i d = v_lanes_8(h0 + i + 24, h1 + i + 24, w0, w1);
-        // Values fit 8 bits: the saturating packs are plain narrowing; one permutation restores order.
-        const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), _mm256_permutevar8x32_epi32(bytes, order));
+        const __m256i a0 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i)), bias);
+        const __m256i a1 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i)), bias);
+        const __m256i b0 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i + 16)), bias);
+        const __m256i b1 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i + 16)), bias);
+        // Unpacking and packing within 128-bit halves keep the column order of each half.
+        const __m256i wa = _mm256_packus_epi32(v_u8_lanes(a0, a1, w, false), v_u8_lanes(a0, a1, w, true));
+        const __m256i wb = _mm256_packus_epi32(v_u8_lanes(b0, b1, w, false), v_u8_lanes(b0, b1, w, true));
+        const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(wa, wb), 0xD8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), bytes);
     }
     v_row_u8_c(h0, h1, wy0, wy1, i, end, dst);
 }

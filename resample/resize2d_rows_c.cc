@@ -16,8 +16,11 @@ void h_row(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
 }  // namespace
 
 void h_row_u8_c(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
-                uint32_t, uint32_t *h) {
-    h_row(src, kx, w01, begin, end, h);  // at most 255 * 256: fits 32 bits
+                uint32_t, uint16_t *h) {
+    for (uint32_t i = begin; i < end; ++i) {
+        const uint8_t *s = src + kx[i];
+        h[i] = uint16_t(uint32_t(s[0]) * (w01[i] & 0xFFFF) + uint32_t(s[1]) * (w01[i] >> 16));  // <= 255 * 256
+    }
 }
 void h_row_u16_c(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                  uint32_t, uint32_t *h) {
@@ -33,7 +36,7 @@ void h_row_u32_c(const uint32_t *src, const int32_t *kx, const uint32_t *w01, ui
 }
 
 // (sum + 2^15) >> 16 with sum = h1 * wy1 + h0 * wy0 <= 65535 * 2^16: unsigned 32-bit arithmetic holds it.
-void v_row_u8_c(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+void v_row_u8_c(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
                 uint8_t *dst) {
     for (uint32_t i = begin; i < end; ++i) dst[i] = uint8_t((h1[i] * wy1 + h0[i] * wy0 + 32768u) >> 16);
 }

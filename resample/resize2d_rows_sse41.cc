@@ -22,13 +22,14 @@ inline int32_t load_pair(const T *s) {
 }
 
 void h_row_u8_sse41(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
-                    uint32_t src_count, uint32_t *h) {
+                    uint32_t src_count, uint16_t *h) {
     uint32_t i = begin;
     for (; i + 4 <= end; i += 4) {
         const __m128i s = _mm_setr_epi32(load_pair(src + kx[i]), load_pair(src + kx[i + 1]),
                                          load_pair(src + kx[i + 2]), load_pair(src + kx[i + 3]));
         const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i *>(w01 + i));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(h + i), _mm_madd_epi16(s, w));  // exact: factors < 2^15
+        const __m128i sum = _mm_madd_epi16(s, w);  // exact: factors below 2^15, sums at most 65280
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(h + i), _mm_packus_epi32(sum, sum));
     }
     h_row_u8_c(src, kx, w01, i, end, src_count, h);
 }
@@ -84,17 +85,21 @@ inline __m128i v_lanes_4(const uint32_t *h0, const uint32_t *h1, __m128i wy0, __
     return _mm_srli_epi32(_mm_add_epi32(sum, _mm_set1_epi32(32768)), 16);
 }
 
-void v_row_u8_sse41(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+// 8-bit vertical row: h biased to signed 16 bits (g = h - 2^15) gives h0 wy0 + h1 wy1 =
+// g0 wy0 + g1 wy1 + 2^23, one multiply-add of interleaved (g0, g1) and (wy0, wy1), exact in 32 bits.
+void v_row_u8_sse41(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                     uint32_t end, uint8_t *dst) {
-    const __m128i w0 = _mm_set1_epi32(int32_t(wy0)), w1 = _mm_set1_epi32(int32_t(wy1));
+    const __m128i w = _mm_set1_epi32(int32_t(wy0 | (wy1 << 16)));
+    const __m128i bias = _mm_set1_epi16(int16_t(0x8000));
+    const __m128i half = _mm_set1_epi32((1 << 23) + 32768);
     uint32_t i = begin;
-    for (; i + 16 <= end; i += 16) {
-        const __m128i a = v_lanes_4(h0 + i, h1 + i, w0, w1);
-        const __m128i b = v_lanes_4(h0 + i + 4, h1 + i + 4, w0, w1);
-        const __m128i c = v_lanes_4(h0 + i + 8, h1 + i + 8, w0, w1);
-        const __m128i d = v_lanes_4(h0 + i + 12, h1 + i + 12, w0, w1);
-        const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(a, b), _mm_packus_epi32(c, d));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), bytes);
+    for (; i + 8 <= end; i += 8) {
+        const __m128i g0 = _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(h0 + i)), bias);
+        const __m128i g1 = _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(h1 + i)), bias);
+        const __m128i lo = _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(g0, g1), w), half), 16);
+        const __m128i hi = _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(g0, g1), w), half), 16);
+        const __m128i words = _mm_packus_epi32(lo, hi);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + i), _mm_packus_epi16(words, words));
     }
     v_row_u8_c(h0, h1, wy0, wy1, i, end, dst);
 }
