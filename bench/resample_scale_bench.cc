@@ -1,7 +1,7 @@
 // Scaling kernels against their closest OpenCV and libyuv equivalents on camera-sized planes: bilinear
 // resize (u8, u16, float), nearest-neighbour (the four kernels) and area downscale, one thread. Every
-// round times each contender once, in turn (interleaved), and the table reports medians, the ratio of
-// ours to the best peer, and ours against a memcpy of the destination bytes.
+// round times each contender once, in turn (interleaved), and the table reports medians of the thread's
+// CPU time, the ratio of ours to the best peer, and ours against a memcpy of the destination bytes.
 //
 //   oz_bench_resample_scale_bench [rounds]      the interleaved table (default 15 rounds)
 //   oz_bench_resample_scale_bench --gbench ...  the same contenders as Google Benchmark cases
@@ -11,7 +11,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -243,11 +243,17 @@ std::vector<Case> all_cases(Buffers &buf) {
     return cases;
 }
 
+// CPU time of this thread, so that time the machine gives to other processes does not count.
+double thread_ms() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) * 1e-6;
+}
+
 double time_ms(const std::function<void()> &f) {
-    const auto t0 = std::chrono::steady_clock::now();
+    const double t0 = thread_ms();
     f();
-    const auto t1 = std::chrono::steady_clock::now();
-    return std::chrono::duration<double, std::milli>(t1 - t0).count();
+    return thread_ms() - t0;
 }
 
 double median(std::vector<double> v) {

@@ -121,11 +121,13 @@ void h_row_u32_avx2(const uint32_t *src, const int32_t *kx, const uint32_t *w01,
     h_row_u32_c(src, kx, w01, i, end, src_count, h);
 }
 
-// (h1 * wy1 + h0 * wy0 + 2^15) >> 16 for eight columns, modulo 2^32 like the scalar row (no wrap occurs).
-inline __m256i v_lanes_8(const uint32_t *h0, const uint32_t *h1, __m256i wy0, __m256i wy1) {
+// (h1 * wy1 + h0 * wy0 + 2^15) >> 16 for eight columns. As wy0 = 2^8 - wy1 the sum equals
+// (h0 << 8) + (h1 - h0) * wy1, one multiplication; modulo 2^32 every step is exact because the sum
+// itself lies in 0 .. 2^32 - 1.
+inline __m256i v_lanes_8(const uint32_t *h0, const uint32_t *h1, __m256i wy1) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0));
     const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1));
-    const __m256i sum = _mm256_add_epi32(_mm256_mullo_epi32(b, wy1), _mm256_mullo_epi32(a, wy0));
+    const __m256i sum = _mm256_add_epi32(_mm256_slli_epi32(a, 8), _mm256_mullo_epi32(_mm256_sub_epi32(b, a), wy1));
     return _mm256_srli_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(32768)), 16);
 }
 
@@ -159,11 +161,11 @@ void v_row_u8_avx2(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_
 
 void v_row_u16_avx2(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                     uint32_t end, uint16_t *dst) {
-    const __m256i w0 = _mm256_set1_epi32(int32_t(wy0)), w1 = _mm256_set1_epi32(int32_t(wy1));
+    const __m256i w1 = _mm256_set1_epi32(int32_t(wy1));
     uint32_t i = begin;
     for (; i + 16 <= end; i += 16) {
-        const __m256i a = v_lanes_8(h0 + i, h1 + i, w0, w1);
-        const __m256i b = v_lanes_8(h0 + i + 8, h1 + i + 8, w0, w1);
+        const __m256i a = v_lanes_8(h0 + i, h1 + i, w1);
+        const __m256i b = v_lanes_8(h0 + i + 8, h1 + i + 8, w1);
         const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), words);
     }

@@ -77,11 +77,12 @@ void h_row_u32_sse41(const uint32_t *src, const int32_t *kx, const uint32_t *w01
     h_row_u32_c(src, kx, w01, begin + (end - begin) / 2 * 2, end, src_count, h);
 }
 
-// (h1 * wy1 + h0 * wy0 + 2^15) >> 16 for four columns, modulo 2^32 like the scalar row (no wrap occurs).
-inline __m128i v_lanes_4(const uint32_t *h0, const uint32_t *h1, __m128i wy0, __m128i wy1) {
+// (h1 * wy1 + h0 * wy0 + 2^15) >> 16 for four columns, as (h0 << 8) + (h1 - h0) * wy1 (wy0 = 2^8 - wy1),
+// exact modulo 2^32 because the sum itself lies in 0 .. 2^32 - 1.
+inline __m128i v_lanes_4(const uint32_t *h0, const uint32_t *h1, __m128i wy1) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(h0));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(h1));
-    const __m128i sum = _mm_add_epi32(_mm_mullo_epi32(b, wy1), _mm_mullo_epi32(a, wy0));
+    const __m128i sum = _mm_add_epi32(_mm_slli_epi32(a, 8), _mm_mullo_epi32(_mm_sub_epi32(b, a), wy1));
     return _mm_srli_epi32(_mm_add_epi32(sum, _mm_set1_epi32(32768)), 16);
 }
 
@@ -106,11 +107,11 @@ void v_row_u8_sse41(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32
 
 void v_row_u16_sse41(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
                      uint32_t end, uint16_t *dst) {
-    const __m128i w0 = _mm_set1_epi32(int32_t(wy0)), w1 = _mm_set1_epi32(int32_t(wy1));
+    const __m128i w1 = _mm_set1_epi32(int32_t(wy1));
     uint32_t i = begin;
     for (; i + 8 <= end; i += 8) {
-        const __m128i a = v_lanes_4(h0 + i, h1 + i, w0, w1);
-        const __m128i b = v_lanes_4(h0 + i + 4, h1 + i + 4, w0, w1);
+        const __m128i a = v_lanes_4(h0 + i, h1 + i, w1);
+        const __m128i b = v_lanes_4(h0 + i + 4, h1 + i + 4, w1);
         _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm_packus_epi32(a, b));
     }
     v_row_u16_c(h0, h1, wy0, wy1, i, end, dst);
