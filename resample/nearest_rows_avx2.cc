@@ -12,9 +12,18 @@ namespace {
 inline __m256i fetch_i32(const int32_t *s, __m256i idx, uint32_t src_count) {
     const uint32_t first = uint32_t(_mm256_cvtsi256_si32(idx));
     const uint32_t last = uint32_t(_mm256_extract_epi32(idx, 7));
+    const __m256i d = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
     if (last - first < 8 && first + 8 <= src_count) {
         const __m256i window = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + first));
-        return _mm256_permutevar8x32_epi32(window, _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first))));
+        return _mm256_permutevar8x32_epi32(window, d);
+    }
+    if (last - first < 16 && first + 16 <= src_count) {
+        // Two 8-sample windows: the permutation uses the low three bits of d, the blend takes the
+        // upper window where d > 7 (reductions up to about 2:1).
+        const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + first));
+        const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(s + first + 8));
+        const __m256i upper = _mm256_cmpgt_epi32(d, _mm256_set1_epi32(7));
+        return _mm256_blendv_epi8(_mm256_permutevar8x32_epi32(lo, d), _mm256_permutevar8x32_epi32(hi, d), upper);
     }
     return _mm256_i32gather_epi32(s, idx, 4);
 }
@@ -84,6 +93,16 @@ void pick_row_u16_avx2(const uint16_t *src, uint16_t *dst, uint32_t begin, uint3
             const __m128i window = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + first));
             _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i),
                              _mm_shuffle_epi8(window, _mm256_castsi256_si128(ctrl16)));
+        } else if (last - first < 16 && first + 16 <= src_count) {
+            // Sample d of a 16-sample window: the dword d / 2 by permutation, its upper half for odd d,
+            // then the low 16 bits of each lane packed.
+            const __m256i dd = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
+            const __m256i window = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + first));
+            const __m256i dword = _mm256_permutevar8x32_epi32(window, _mm256_srli_epi32(dd, 1));
+            const __m256i shift = _mm256_slli_epi32(_mm256_and_si256(dd, _mm256_set1_epi32(1)), 4);
+            const __m256i word = _mm256_and_si256(_mm256_srlv_epi32(dword, shift), _mm256_set1_epi32(0xFFFF));
+            const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(word, word), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm256_castsi256_si128(packed));
         } else {
             alignas(32) int32_t k[8];
             _mm256_store_si256(reinterpret_cast<__m256i *>(k), idx);
