@@ -12,6 +12,56 @@
 namespace oz {
 namespace {
 
+// 16-bit sources at whole-number footprints with every row weight 1 (the rectangle an exact multiple
+// of the destination): every weight is 1, every product (1 * 1) * s is the sample, and with at most
+// 256 samples per span every partial sum is an integer below 2^24, exact in single precision. The
+// scalar sum is then the integer sum whatever the order, so the samples are summed as integers, rows
+// first, and the sum converted once; the normalisation is the scalar row's. Returns false when the row
+// does not qualify.
+template <class V>
+bool area_box_row_u16(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end) {
+    using I = typename V::I;
+    constexpr uint32_t L = V::kLanes;
+    const uint32_t k = uint32_t(row.fx);
+    if (begin != 0 || float(k) != row.fx || k == 0 || row.row_weight_first != 1.0f ||
+        row.row_weight_last != 1.0f || uint64_t(k) * row.row_count > 256)
+        return false;
+    constexpr uint32_t kColumns = 2048;  // column sums held per chunk
+    alignas(32) int32_t col_sum[kColumns + 8];
+    const uint32_t chunk = (kColumns / k) / L * L;  // destination columns per chunk
+    if (chunk == 0) return false;
+    uint32_t i = 0;
+    for (; i + L <= end; i += chunk) {
+        const uint32_t n = end - i < chunk ? (end - i) / L * L : chunk;
+        const uint16_t *s = src + size_t(i) * k;
+        const uint32_t cols = n * k;  // a multiple of L
+        for (uint32_t c = 0; c < cols; c += L) {
+            I acc = V::load_u16_i32(s + c);
+            for (uint32_t r = 1; r < row.row_count; ++r) acc = V::add_i(acc, V::load_u16_i32(s + r * row.stride + c));
+            V::store_i(col_sum + c, acc);
+        }
+        for (uint32_t o = 0; o < n; o += L) {
+            alignas(32) int32_t sums[L];
+            for (uint32_t l = 0; l < L; ++l) {
+                int32_t t = 0;
+                for (uint32_t c = 0; c < k; ++c) t += col_sum[(o + l) * k + c];
+                sums[l] = t;
+            }
+            const typename V::F sum = V::cvt(V::loadu_i(sums));
+            const typename V::F value = V::mul(
+                V::add(V::mul(V::mul(sum, V::set1(row.inv_area)), V::set1(row.inv_src)), V::set1(kAreaRoundHalf)),
+                V::set1(row.out_scale));
+            V::store_u16(dst + i + o, V::cvtt(value));
+        }
+        if (n < chunk) {
+            i += n;
+            break;
+        }
+    }
+    area_row_u16_to_u16_c(src, row, dst, i < end ? i : end, end);
+    return true;
+}
+
 template <class V, class T, bool kFloatSource>
 void area_row_vec(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end,
                   void (*scalar)(const T *, const AreaRow &, uint16_t *, uint32_t, uint32_t)) {
@@ -24,6 +74,9 @@ void area_row_vec(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begi
     const F one = V::set1(1.0f);
     const F zero = V::zero();
     const I lane = V::iota();
+    if constexpr (!kFloatSource) {
+        if (area_box_row_u16<V>(src, row, dst, begin, end)) return;
+    }
     uint32_t i = begin;
     while (i + L <= end) {
         // Span ends of the previous column and of this one (columns counted from 1).

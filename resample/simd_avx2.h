@@ -45,6 +45,10 @@ struct Avx2 {
     static I srli16_i(I a) { return _mm256_srli_epi32(a, 16); }
     static I loadu_i(const int32_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
     static I zero_i() { return _mm256_setzero_si256(); }
+    // Eight 16-bit samples, zero-extended.
+    static I load_u16_i32(const uint16_t *p) {
+        return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)));
+    }
     static void store_i(int32_t *p, I a) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), a); }
 
     // out[c] lane k = base[start[k] + c], c = 0..3 (four samples read from each start).

@@ -45,6 +45,10 @@ struct Sse41 {
     static I srli16_i(I a) { return _mm_srli_epi32(a, 16); }
     static I loadu_i(const int32_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
     static I zero_i() { return _mm_setzero_si128(); }
+    // Four 16-bit samples, zero-extended.
+    static I load_u16_i32(const uint16_t *p) {
+        return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
+    }
     static void store_i(int32_t *p, I a) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), a); }
 
     // out[c] lane k = base[start[k] + c], c = 0..3 (four samples read from each start).

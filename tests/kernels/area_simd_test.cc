@@ -40,6 +40,12 @@ std::vector<AreaCase> area_cases() {
     cases.push_back({20, 200, 9, 3, false, {}, 40, 3});
     cases.push_back({65535, 4, 3, 3, false, {}, 0, 0});  // extreme footprint
     cases.push_back({9, 9, 8, 8, false, {}, 1, 2});      // ratio just above 1
+    // Whole-number footprints (integer sums), up to and past 256 samples per span.
+    cases.push_back({64, 16, 16, 4, false, {}, 10, 10});
+    cases.push_back({45, 9, 9, 3, false, {}, 0, 0});
+    cases.push_back({8 * 33, 32 * 3, 33, 3, false, {}, 16, 16});
+    cases.push_back({9 * 33, 32 * 3, 33, 3, false, {}, 16, 16});
+    cases.push_back({3 * 4000, 6, 4000, 3, false, {}, 8, 8});  // several chunks of column sums
     // Crops: at the right edge (reads end at the row end), in the middle, and as wide as the destination.
     cases.push_back({64, 20, 9, 4, true, {23, 3, 41, 17}, 8, 10});
     cases.push_back({64, 20, 9, 4, true, {5, 1, 30, 9}, 8, 10});
