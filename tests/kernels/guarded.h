@@ -40,6 +40,7 @@ class Guarded {
     size_t size() const { return n_; }
     size_t bytes() const { return n_ * sizeof(T); }
     T &operator[](size_t i) { return data_[i]; }
+    const T &operator[](size_t i) const { return data_[i]; }
     void fill_bytes(uint8_t v) { std::memset(data_, v, bytes()); }
 
   private:
