@@ -25,6 +25,7 @@ struct MergeScene {
     uint16_t flip = 1, bayer = 1, cfa = 258;
     bool record2 = true, record17 = true, lens = true, ratio = true, record32 = true;
     bool legacy = false;                // records 10 and 11 instead of 28 and 33
+    int unmatched_entry = -1;           // ratio entry naming a module table that does not exist
     uint8_t grid_width = 17, grid_height = 13;  // calibration grid
 
     // Lens-shading and ratio samples of entry e, table k, sample i.
@@ -83,7 +84,7 @@ struct MergeScene {
         r.u16(24, light_sources).u16(28, width).u16(30, height);
         uint32_t off = 32;
         for (int e = 0; e < light_sources; ++e) {
-            r.u16(off, uint16_t(900 + e)).u16(off + 2, uint16_t(e % 2));
+            r.u16(off, uint16_t(900 + e)).u16(off + 2, uint16_t(e == unmatched_entry ? 7 : e % 2));
             for (int p = 0; p < 4; ++p) r.f32(off + 4 + 4 * p, 1.5f + float(p * 3 + e));
             r.u16(off + 20, 4);
             for (int k = 0; k < 16; ++k)
@@ -149,8 +150,10 @@ inline ::testing::AssertionResult same_lens_shading(const cmc_lens_shading4x4 *a
 
 // The result of init without calibration, with slot 54 corrected by the kernels composed by hand: the
 // upscaling that record 17's method names (arguments from slot 54 and record 17), then the correction
-// with record 2's layout and record 17's Bayer order. Release with oz_cmc_parser_deinit.
-inline cmc_data *expected_merge(const MergeScene &s, const Blob &container, const Blob &calibration) {
+// with record 2's layout and record 17's Bayer order (its status in *status). Release with
+// oz_cmc_parser_deinit.
+inline cmc_data *expected_merge(const MergeScene &s, const Blob &container, const Blob &calibration,
+                                uint32_t *status = nullptr) {
     cmc_data *ref = parse_container(container.get(), nullptr, nullptr);
     EXPECT_NE(ref, nullptr);
     nvm_data *nvm = nullptr;
@@ -164,7 +167,8 @@ inline cmc_data *expected_merge(const MergeScene &s, const Blob &container, cons
                                  ? compute_upscaled_lsc_tables_polynom4th_valid_area(lens->width, lens->height, nvm, s.flip, ref)
                                  : compute_upscaled_lsc_tables_polynom4th(lens->width, lens->height, nvm, s.flip, s.method == 2);
     EXPECT_NE(t, nullptr);
-    EXPECT_EQ(ratio_based_sample_to_sample_correction(lens, ratio, t, s.cfa, s.bayer), 0u);
+    const uint32_t code = ratio_based_sample_to_sample_correction(lens, ratio, t, s.cfa, s.bayer);
+    if (status) *status = code;
     deinit_computed_upscale_lsc_tables(t);
     oz_nvm_deinit(nvm);
     return ref;

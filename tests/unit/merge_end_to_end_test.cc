@@ -55,23 +55,42 @@ TEST(MergeEndToEnd, SlotFiftyFourIsTheComposedCorrection) {
         s.width = 64, s.height = 48, s.light_sources = 4;
         cases.push_back({"64 x 48, four light sources", s});
     }
+    // The correction's status is reported, not acted on: an unsupported Bayer order changes nothing; an
+    // entry naming a module table that does not exist stops the correction there.
+    {
+        MergeScene s;
+        s.bayer = 9;
+        cases.push_back({"unsupported Bayer order", s});
+    }
+    {
+        MergeScene s;
+        s.unmatched_entry = 1;
+        cases.push_back({"entry 1 names no module table", s});
+    }
     for (const Case &k : cases) {
         const MergeScene &s = k.scene;
         const Blob container(s.container()), calibration(s.calibration());
         const int64_t live = faultsim::live_blocks();
         {
             InitRun got(container, calibration.get());
-            cmc_data *want = expected_merge(s, container, calibration);
+            uint32_t status = 0;
+            cmc_data *want = expected_merge(s, container, calibration, &status);
             InitRun plain(container, nullptr);
             ASSERT_NE(got.lens(), nullptr) << k.name;
             EXPECT_TRUE(same_lens_shading(got.lens(), static_cast<cmc_lens_shading4x4 *>(want->slot[CMC_SLOT_LENS_SHADING])))
                 << k.name << " method " << s.method << " cfa " << s.cfa;
-            EXPECT_FALSE(same_lens_shading(got.lens(), plain.lens())) << k.name << ": nothing was corrected";
-            EXPECT_EQ(got.lens()->light_sources[0].light_source, 900u) << k.name;
+            EXPECT_EQ(same_lens_shading(got.lens(), plain.lens()), s.bayer > 3) << k.name << ": corrected or not";
+            EXPECT_EQ(got.lens()->light_sources[0].light_source, s.bayer > 3 ? 500u : 900u) << k.name;
+            EXPECT_EQ(got.lens()->light_sources[1].light_source, s.bayer > 3 || s.unmatched_entry == 1 ? 501u : 901u) << k.name;
             const auto reports = got.merge_reports();
             ASSERT_EQ(reports.size(), 3u) << k.name;
             EXPECT_EQ(reports[0], "calibration parsed");
             EXPECT_EQ(reports[2], "ratio correction");
+            const DiagRecorder::Entry *correction = nullptr;
+            for (const auto &e : got.diag.entries)
+                if (e.event.kind == DiagKind::kMerge) correction = &e;
+            EXPECT_EQ(correction->event.code, status) << k.name;
+            EXPECT_EQ(status, s.bayer > 3 || s.unmatched_entry >= 0 ? 8u : 0u) << k.name;
             oz_cmc_parser_deinit(want);
         }
         EXPECT_EQ(faultsim::live_blocks(), live) << k.name;
