@@ -3,8 +3,9 @@
 // the vertical row (h(ky + 1) * wy1 + h(ky) * wy0 + half) >> 2F. The float member keeps its four
 // products: a horizontal row gives a = s[x1] * fx and b = s[x0] * (1 - fx) per source row, and the
 // vertical row forms ((a0 * (1 - fy) + b0 * (1 - fy)) + b1 * fy) + a1 * fy, which is the definition
-// with its products evaluated left to right. Horizontal rows are computed once per source row and
-// strip of destination columns and reused by every destination row that needs them.
+// with its products evaluated left to right. Horizontal rows are computed once per source row (and
+// strip of destination columns, when the kernel works in strips) and reused by every destination row
+// that needs them.
 #pragma once
 
 #include <cstddef>
@@ -52,6 +53,13 @@ struct resize2d_rows {
     v_u32_fn v_u32;
     h_f32_fn h_f32;
     v_f32_fn v_f32;
+    // The vertical rows again, writing the destination with streaming stores (same results; the
+    // scalar and SSE4.1 sets use their plain rows here). The caller fences after the last row.
+    v_u8_fn v_u8_stream;
+    v_u16_fn v_u16_stream;
+    v_i32_fn v_i32_stream;
+    v_u32_fn v_u32_stream;
+    v_f32_fn v_f32_stream;
 };
 
 // Scalar definitions (also the tails of the vector rows).
