@@ -7,6 +7,7 @@
 #include "common/heap.h"
 #include "common/status.h"
 #include "resample/resize2d_rows.h"
+#include "resample/stream.h"
 
 namespace oz {
 namespace {
@@ -17,15 +18,6 @@ namespace {
 // strips of kStrip destination columns on the stack, with identical results.
 constexpr uint32_t kStrip = 1024;
 constexpr size_t kStackBytes = size_t(kStrip) * 32 + 9 * 64;  // the float member takes 32 bytes a column
-
-// Calls whose source and destination together take at least this many bytes write the destination
-// with streaming stores (rows with dst_step 1): the whole does not stay in the caches, and writing
-// around them keeps the source rows cached and saves reading the destination lines before writing them.
-// Smaller calls store normally, which is faster while everything stays cached.
-constexpr size_t kStreamBytes = size_t(16) << 20;
-
-// Whether a call reading src_bytes and writing dst_bytes streams its stores.
-inline bool use_streaming(size_t src_bytes, size_t dst_bytes) { return src_bytes + dst_bytes >= kStreamBytes; }
 
 // Room for kArrays arrays of one element per column, together kBytesPerColumn bytes a column, each
 // array 64-byte aligned.
@@ -69,24 +61,14 @@ class Workspace {
     alignas(64) uint8_t stack_[kStackBytes];
 };
 
-// Asks for the samples [first, first + count) of a source row that a later destination row needs, so
-// that they arrive while the current row is computed (the rows of a reduction are not consecutive).
+// Prefetches the samples [0, count) of a source row that the next destination row reads.
 template <class T>
 inline void prefetch_row(const T *row, size_t count) {
-    const char *p = reinterpret_cast<const char *>(row);
-    const char *end = reinterpret_cast<const char *>(row + count);
-    for (; p < end; p += 64) __builtin_prefetch(p, 0, 2);
+    prefetch_bytes(row, count * sizeof(T));
 }
 
 // Source sides whose largest fixed-point position (side - 1) * 2^F still fits 32 bits.
 constexpr uint64_t max_fixed_side(uint32_t f) { return (uint64_t(1) << (32 - f)); }
-
-// Makes streaming stores visible in order before the kernel returns.
-inline void store_fence() {
-#if defined(__SSE2__)
-    __builtin_ia32_sfence();
-#endif
-}
 
 // Source rows (k, k + 1) of a destination row, held in two cached horizontal rows: a row already held
 // is kept, so that every source row's horizontal pass is computed once per strip.

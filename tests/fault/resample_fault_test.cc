@@ -85,5 +85,59 @@ TEST(ResampleFault, ResizeWithoutWorkingBufferWritesTheSameSamples) {
     }
 }
 
+// The nearest-neighbour kernels allocate a column map (footprint-end kernels) and, for calls large
+// enough to stream their destination, a row buffer. Refusing either must change no sample: calls of
+// both sizes, enlarged and reduced.
+TEST(ResampleFault, NearestWithoutBuffersWritesTheSameSamples) {
+    struct Call {
+        const char *name;
+        uint32_t sw, sh, dw, dh;
+        size_t pixel_bytes;  // of source and destination pixels
+        std::function<uint32_t(const void *, void *)> run;
+    };
+    std::vector<Call> calls;
+    const uint32_t sizes[][4] = {{1100, 1100, 2200, 2200}, {2500, 2400, 900, 700}, {37, 5, 80, 11}};
+    for (const auto &z : sizes) {
+        const uint32_t sw = z[0], sh = z[1], dw = z[2], dh = z[3];
+        calls.push_back({"uint32", sw, sh, dw, dh, 4, [=](const void *s, void *d) {
+                             return image_nearest_neighbor_scale_uint32(static_cast<const uint32_t *>(s), int32_t(sw),
+                                                                        int32_t(sh), static_cast<uint32_t *>(d),
+                                                                        int32_t(dw), int32_t(dh));
+                         }});
+        calls.push_back({"interleaved x2", sw / 2, sh, dw / 2, dh, 8, [=](const void *s, void *d) {
+                             return image_nearest_neighbor_scale_interleaved_int32(
+                                 static_cast<const int32_t *>(s), sw / 2, sh, 2, static_cast<int32_t *>(d), dw / 2, dh);
+                         }});
+        calls.push_back({"footprint u16", sw * 3 / 2, sh, dw * 3 / 2, dh, 2, [=](const void *s, void *d) {
+                             return image_upscale_nearest_neighbor_uint16(static_cast<const uint16_t *>(s),
+                                                                          static_cast<uint16_t *>(d),
+                                                                          uint16_t(sw * 3 / 2), uint16_t(sh),
+                                                                          uint16_t(dw * 3 / 2), uint16_t(dh));
+                         }});
+        for (uint8_t use_max : {uint8_t(0), uint8_t(1)})
+            calls.push_back({use_max ? "footprint int32 max" : "footprint int32", sw, sh, dw, dh, 4,
+                             [=](const void *s, void *d) {
+                                 return image_downscale_nearest_neighbor_int32(
+                                     static_cast<const int32_t *>(s), static_cast<int32_t *>(d), uint16_t(sw),
+                                     uint16_t(sh), uint16_t(dw), uint16_t(dh), use_max);
+                             }});
+    }
+    std::mt19937 rng(62);
+    for (const Call &c : calls) {
+        std::vector<uint8_t> src(size_t(c.sw) * c.sh * c.pixel_bytes);
+        for (uint8_t &b : src) b = uint8_t(rng());
+        const size_t dst_bytes = size_t(c.dw) * c.dh * c.pixel_bytes;
+        std::vector<uint8_t> expected(dst_bytes, 0xA5);
+        ASSERT_EQ(c.run(src.data(), expected.data()), 0u) << c.name;
+        fault_sweep([&] {
+            std::vector<uint8_t> got(dst_bytes, 0x5A);
+            EXPECT_EQ(c.run(src.data(), got.data()), 0u) << c.name;
+            EXPECT_EQ(std::memcmp(got.data(), expected.data(), dst_bytes), 0)
+                << c.name << " " << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh
+                << (fault_injected() ? " with an allocation refused" : "");
+        });
+    }
+}
+
 }  // namespace
 }  // namespace oz::test
