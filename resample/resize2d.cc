@@ -44,12 +44,12 @@ class Workspace {
 
     // Columns per strip: the whole destination width, or kStrip.
     uint32_t columns() const { return columns_; }
-    // The next array of columns() elements.
+    // The next array of `per_column` elements a column.
     template <class T>
-    T *take() {
+    T *take(size_t per_column = 1) {
         next_ = (next_ + 63) & ~uintptr_t(63);
         T *p = reinterpret_cast<T *>(next_);
-        next_ += size_t(columns_) * sizeof(T);
+        next_ += size_t(columns_) * per_column * sizeof(T);
         return p;
     }
 
@@ -90,6 +90,36 @@ struct FixedJob {
     size_t dst_step;          // 1, or the sample step of the _v1 members
 };
 
+// Horizontal rows of a fixed-point member straight from the column tables.
+template <class T, class H>
+struct PlainHorizontal {
+    static constexpr size_t kPlanBytes = 0;
+    void (*row)(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                uint32_t src_count, H *h);
+    void prepare(const int32_t *, const uint32_t *, uint32_t, uint32_t, uint8_t *) {}
+    void operator()(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count,
+                    H *h) const {
+        row(src, kx, w01, 0, n, src_count, h);
+    }
+};
+
+// 8-bit horizontal rows through the row set's plan when it has one.
+struct U8Horizontal {
+    static constexpr size_t kPlanBytes = kPlanU8Bytes;
+    const resize2d_rows &rows;
+    const uint8_t *plan = nullptr;
+    void prepare(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, uint8_t *room) {
+        plan = rows.plan_u8 != nullptr && rows.plan_u8(kx, w01, n, src_count, room) ? room : nullptr;
+    }
+    void operator()(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count,
+                    uint16_t *h) const {
+        if (plan != nullptr)
+            rows.h_u8_plan(src, plan, kx, w01, n, src_count, h);
+        else
+            rows.h_u8(src, kx, w01, 0, n, src_count, h);
+    }
+};
+
 template <class T, class H, class Out, class HFn, class VFn>
 void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn, VFn v_stream_fn) {
     // step = ((n - 1) * 2^F) / (d - 1), truncating; positions start at the area's origin.
@@ -99,11 +129,12 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn, V
     const bool stream = job.dst_step == 1 && use_streaming(size_t(job.width) * job.height * sizeof(T),
                                                           size_t(job.dst_width) * job.dst_height * sizeof(Out));
     const VFn v_row = stream ? v_stream_fn : v_fn;
-    Workspace<2 * sizeof(uint32_t) + 2 * sizeof(H) + sizeof(Out), 5> ws(job.dst_width);
+    Workspace<2 * sizeof(uint32_t) + 2 * sizeof(H) + sizeof(Out) + HFn::kPlanBytes, 6> ws(job.dst_width);
     int32_t *kx = ws.template take<int32_t>();
     uint32_t *w01 = ws.template take<uint32_t>();
     H *hrow[2] = {ws.template take<H>(), ws.template take<H>()};
     Out *tmp = ws.template take<Out>();
+    uint8_t *plan = HFn::kPlanBytes > 0 ? ws.template take<uint8_t>(HFn::kPlanBytes) : nullptr;
     for (uint32_t strip = 0; strip < job.dst_width; strip += ws.columns()) {
         const uint32_t n = job.dst_width - strip < ws.columns() ? job.dst_width - strip : ws.columns();
         uint32_t px = (job.left << f) + strip * step_x;
@@ -112,6 +143,7 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn, V
             kx[i] = int32_t(t.k);
             w01[i] = t.w0 | (t.w1 << 16);
         }
+        h_fn.prepare(kx, w01, n, src_count, plan);
         const uint32_t first_col = uint32_t(kx[0]), cols = uint32_t(kx[n - 1]) + 2 - first_col;
         RowCache cache;
         uint32_t py = job.top << f;
@@ -122,12 +154,12 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn, V
             int s1 = cache.find(ky + 1);
             if (s0 < 0) {
                 s0 = s1 == 0 ? 1 : 0;
-                h_fn(job.src + size_t(ky) * job.stride, kx, w01, 0, n, src_count, hrow[s0]);
+                h_fn(job.src + size_t(ky) * job.stride, kx, w01, n, src_count, hrow[s0]);
                 cache.held[s0] = ky;
             }
             if (s1 < 0) {
                 s1 = 1 - s0;
-                h_fn(job.src + size_t(ky + 1) * job.stride, kx, w01, 0, n, src_count, hrow[s1]);
+                h_fn(job.src + size_t(ky + 1) * job.stride, kx, w01, n, src_count, hrow[s1]);
                 cache.held[s1] = ky + 1;
             }
             if (j + 1 < job.dst_height) {
@@ -179,14 +211,14 @@ uint32_t fixed_member(const T *src, int32_t src_width, int32_t src_height, Out *
 uint32_t resize_2d_int32_impl(const int32_t *src, int32_t src_width, int32_t src_height, int32_t *dst,
                               int32_t dst_width, int32_t dst_height, const resize2d_rows &rows) {
     return fixed_member<int32_t, int64_t>(src, src_width, src_height, dst, dst_width, dst_height, 1, false, 12,
-                                          rows.h_i32, rows.v_i32,
+                                          PlainHorizontal<int32_t, int64_t>{rows.h_i32}, rows.v_i32,
                                   rows.v_i32_stream);
 }
 
 uint32_t resize_2d_uint32_impl(const uint32_t *src, int32_t src_width, int32_t src_height, uint32_t *dst,
                                int32_t dst_width, int32_t dst_height, const resize2d_rows &rows) {
     return fixed_member<uint32_t, uint64_t>(src, src_width, src_height, dst, dst_width, dst_height, 1, false, 12,
-                                            rows.h_u32, rows.v_u32,
+                                            PlainHorizontal<uint32_t, uint64_t>{rows.h_u32}, rows.v_u32,
                                   rows.v_u32_stream);
 }
 
@@ -194,7 +226,7 @@ uint32_t resize_2d_uint16_impl(const uint16_t *src, int32_t src_width, int32_t s
                                int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
                                const resize2d_rows &rows) {
     return fixed_member<uint16_t, uint32_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
-                                            check_step, 8, rows.h_u16, rows.v_u16,
+                                            check_step, 8, PlainHorizontal<uint16_t, uint32_t>{rows.h_u16}, rows.v_u16,
                                   rows.v_u16_stream);
 }
 
@@ -202,7 +234,7 @@ uint32_t resize_2d_uint8_impl(const uint8_t *src, int32_t src_width, int32_t src
                               int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
                               const resize2d_rows &rows) {
     return fixed_member<uint8_t, uint16_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
-                                           check_step, 8, rows.h_u8, rows.v_u8,
+                                           check_step, 8, U8Horizontal{rows}, rows.v_u8,
                                   rows.v_u8_stream);
 }
 
@@ -222,7 +254,7 @@ uint32_t crop_resize_2d_uint16_impl(const uint16_t *src, uint32_t src_width, uin
     if (src_width > max_fixed_side(8) || src_height > max_fixed_side(8)) return kStatusInvalidArgs;
     const FixedJob<uint16_t, uint16_t> job = {src, src_width, top_left.x, top_left.y, uint32_t(area_w),
                                               uint32_t(area_h), dst, dst_width, dst_height, 1};
-    fixed_resize<uint16_t, uint32_t, uint16_t>(job, 8, rows.h_u16, rows.v_u16,
+    fixed_resize<uint16_t, uint32_t, uint16_t>(job, 8, PlainHorizontal<uint16_t, uint32_t>{rows.h_u16}, rows.v_u16,
                                   rows.v_u16_stream);
     return kStatusDone;
 }

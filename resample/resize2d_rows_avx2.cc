@@ -56,6 +56,74 @@ void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, u
     h_row_u8_c(src, kx, w01, i, end, src_count, h);
 }
 
+// Plan of 16 columns for h_u8_plan_avx2. Each 128-bit half of the vectors serves 8 columns from a
+// 16-byte window of the source row starting at its base: the byte shuffle ctrl puts s[kx] into 16-bit
+// lanes (high byte zeroed by the set top bit of 0x80), ctrl + 1 puts s[kx + 1] there (0x81 still
+// zeroes), and with wx0 = 256 - wx1, h = s0 * wx0 + s1 * wx1 takes two 16-bit multiplications and an
+// addition, exact as every product and the sum are at most 255 * 256. base0 < 0 marks groups whose
+// pairs do not fit such windows (strong reductions, the row end). 96 bytes: the plan of a 4K row
+// stays in the first-level cache.
+struct alignas(32) U8Group {
+    __m256i ctrl;
+    __m256i w1;
+    int32_t base0, base1;
+    int32_t unused[6];
+};
+static_assert(sizeof(U8Group) <= 16 * kPlanU8Bytes && sizeof(U8Group) == 96, "the plan must fit its room");
+
+bool plan_u8_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
+    U8Group *g = static_cast<U8Group *>(plan);
+    uint32_t misfits = 0;
+    for (uint32_t i = 0; i + 16 <= n; i += 16, ++g) {
+        alignas(32) uint8_t c0[32];
+        alignas(32) uint16_t w1[16];
+        const int32_t base[2] = {kx[i], kx[i + 8]};
+        bool fits = true;
+        for (uint32_t half = 0; half < 2; ++half) {
+            // 16 bytes from the base must lie inside the row; kx ascends, so d >= 0.
+            fits = fits && uint32_t(base[half]) + 16 <= src_count;
+            for (uint32_t l = 0; l < 8; ++l) {
+                const uint32_t c = i + 8 * half + l;
+                const int32_t d = kx[c] - base[half];
+                fits = fits && d + 1 <= 15;
+                c0[16 * half + 2 * l] = uint8_t(d);
+                c0[16 * half + 2 * l + 1] = 0x80;
+                w1[8 * half + l] = uint16_t(w01[c] >> 16);  // wx0 = 256 - wx1 (w01 holds both)
+            }
+        }
+        g->ctrl = _mm256_load_si256(reinterpret_cast<const __m256i *>(c0));
+        g->w1 = _mm256_load_si256(reinterpret_cast<const __m256i *>(w1));
+        g->base0 = fits ? base[0] : -1;
+        g->base1 = base[1];
+        misfits += fits ? 0 : 1;
+    }
+    // Worth it unless more than one group in eight misfits (reductions beyond about 2:1).
+    return misfits * 8 <= n / 16;
+}
+
+void h_row_u8_plan_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                        uint32_t src_count, uint16_t *h) {
+    const U8Group *g = static_cast<const U8Group *>(plan);
+    const __m256i one = _mm256_set1_epi8(1), full = _mm256_set1_epi16(256);
+    uint32_t i = 0;
+    for (; i + 16 <= n; i += 16, ++g) {
+        if (g->base0 < 0) {
+            h_row_u8_avx2(src, kx, w01, i, i + 16, src_count, h);
+            continue;
+        }
+        // SAFETY: base0 + 16 and base1 + 16 are within the row (checked by the plan).
+        const __m256i window = _mm256_inserti128_si256(
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + g->base0))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + g->base1)), 1);
+        const __m256i s0 = _mm256_shuffle_epi8(window, g->ctrl);
+        const __m256i s1 = _mm256_shuffle_epi8(window, _mm256_add_epi8(g->ctrl, one));
+        const __m256i w0 = _mm256_sub_epi16(full, g->w1);
+        const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(s0, w0), _mm256_mullo_epi16(s1, g->w1));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), sum);
+    }
+    h_row_u8_c(src, kx, w01, i, n, src_count, h);
+}
+
 void h_row_u16_avx2(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                     uint32_t src_count, uint32_t *h) {
     const int *base = reinterpret_cast<const int *>(src);
@@ -298,7 +366,8 @@ const resize2d_rows &resize2d_avx2_rows() {
     static const resize2d_rows rows = {h_row_u8_avx2,     h_row_u16_avx2,     h_row_i32_avx2,     h_row_u32_avx2,
                                        v_row_u8<false>,   v_row_u16<false>,   v_row_i32<false>,   v_row_u32<false>,
                                        h_row_f32_avx2,    v_row_f32<false>,   v_row_u8<true>,     v_row_u16<true>,
-                                       v_row_i32<true>,   v_row_u32<true>,    v_row_f32<true>};
+                                       v_row_i32<true>,   v_row_u32<true>,    v_row_f32<true>,
+                                       plan_u8_avx2,      h_row_u8_plan_avx2};
     return rows;
 }
 
