@@ -79,7 +79,7 @@ TEST(ResampleFault, ResizeWithoutWorkingBufferWritesTheSameSamples) {
                 EXPECT_EQ(std::memcmp(got.data(), expected.data(), dst_bytes), 0)
                     << m.name << " " << z.sw << "x" << z.sh << " -> " << z.dw << "x" << z.dh
                     << (fault_injected() ? " with the working buffer refused" : "");
-            });
+            }, m.name);
             EXPECT_GE(sweep.points, 1u) << m.name << ": the working buffer comes from the heap";
         }
     }
@@ -135,7 +135,7 @@ TEST(ResampleFault, NearestWithoutBuffersWritesTheSameSamples) {
             EXPECT_EQ(std::memcmp(got.data(), expected.data(), dst_bytes), 0)
                 << c.name << " " << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh
                 << (fault_injected() ? " with an allocation refused" : "");
-        });
+        }, c.name);
     }
 }
 
