@@ -1,0 +1,200 @@
+// Bicubic upscaling of 8- and 16-bit planes to float: argument checks, the working buffers and the row
+// loop over the rows of bicubic_rows.h.
+#include <cstring>
+
+#include "common/heap.h"
+#include "common/status.h"
+#include "oz_resample.h"
+#include "resample/bicubic_buffer.h"
+#include "resample/bicubic_rows.h"
+
+namespace oz {
+namespace {
+
+// Coefficient arrays are read up to 8 elements past their last cell by the vector rows.
+constexpr size_t kCoefSlack = 8;
+
+// Carves 64-byte aligned arrays out of one heap block.
+class Carver {
+  public:
+    explicit Carver(uint8_t *base) : base_(base) {}
+    template <class T>
+    T *take(size_t count) {
+        T *p = reinterpret_cast<T *>(base_ ? base_ + used_ : nullptr);
+        used_ += (count * sizeof(T) + 63) & ~size_t(63);
+        return p;
+    }
+    size_t used() const { return used_; }
+
+  private:
+    uint8_t *base_;
+    size_t used_ = 0;
+};
+
+// The working set of one call: the padded buffer, the vertical coefficients V_1 .. V_3 (V_0 is a
+// buffer row), the cell coefficients A[j][1..3] (A[j][0] is V_j shifted by one column), and per
+// destination column its cell and the powers of its fraction.
+struct UpscaleWork {
+    float *buffer;
+    float *v[4];
+    float *a[16];
+    int32_t *cell;
+    float *tx1, *tx2, *tx3;
+
+    // Lays the arrays out from `base` (null: only measures) and returns the block size.
+    size_t layout(uint8_t *base, uint32_t sw, uint32_t sh, uint32_t dw) {
+        Carver c(base);
+        buffer = c.take<float>(bicubic_buffer_floats(sw, sh));
+        v[0] = nullptr;
+        for (int j = 1; j < 4; ++j) v[j] = c.take<float>(sw + 3 + kCoefSlack);
+        for (int j = 0; j < 4; ++j) {
+            a[4 * j] = nullptr;
+            for (int i = 1; i < 4; ++i) a[4 * j + i] = c.take<float>(sw + kCoefSlack);
+        }
+        cell = c.take<int32_t>(dw);
+        tx1 = c.take<float>(dw);
+        tx2 = c.take<float>(dw);
+        tx3 = c.take<float>(dw);
+        return c.used();
+    }
+};
+
+// Shared argument checks; kStatusDone with *nothing_to_do set when the destination is empty.
+uint32_t check_upscale(const void *src_planes, const void *dst_planes, uint16_t sw, uint16_t sh,
+                       uint16_t dw, uint16_t dh, uint16_t plane_count, bool *nothing_to_do) {
+    *nothing_to_do = false;
+    if (dw < sw || dh < sh) return kStatusInvalidArgs;
+    // width + 3 and height + 3 must fit the 16-bit dimensions of the padded buffer.
+    if (sw > kBicubicMaxSource || sh > kBicubicMaxSource) return kStatusInvalidArgs;
+    if (dw == 0 || dh == 0) {
+        *nothing_to_do = true;
+        return kStatusDone;
+    }
+    // A non-empty destination needs at least one source sample to interpolate from.
+    if (sw == 0 || sh == 0) return kStatusInvalidArgs;
+    if (plane_count != 0 && (src_planes == nullptr || dst_planes == nullptr))
+        return kStatusInvalidArgs;
+    return kStatusDone;
+}
+
+// Scale factor of one direction: (src - 1.0) / (dst - 1.0) in single precision, corners aligned. A
+// source of one sample (and so a destination of one, the only case where the quotient is 0 / 0) maps
+// every destination position to 0.
+float scale_factor(uint16_t src, uint16_t dst) {
+    if (src == 1) return 0.0f;
+    return (float(src) - 1.0f) / (float(dst) - 1.0f);
+}
+
+template <class Sample, class BuildBuffer>
+uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint16_t sw,
+                 uint16_t sh, uint16_t dw, uint16_t dh, uint16_t plane_count,
+                 const bicubic_rows &rows, BuildBuffer build_buffer) {
+    bool nothing_to_do;
+    const uint32_t status =
+        check_upscale(src_planes, dst_planes, sw, sh, dw, dh, plane_count, &nothing_to_do);
+    if (status != kStatusDone || nothing_to_do) return status;
+    for (uint32_t p = 0; p < plane_count; ++p)
+        if (src_planes[p] == nullptr || dst_planes[p] == nullptr) return kStatusInvalidArgs;
+
+    UpscaleWork w;
+    HeapArray<uint8_t> block = heap_array<uint8_t>(w.layout(nullptr, sw, sh, dw));
+    if (!block) return kStatusNoMemory;
+    if (plane_count == 0) return kStatusDone;
+    w.layout(block.get(), sw, sh, dw);
+    // The slack after every coefficient array is read (and discarded) by the vector rows; keep it
+    // defined.
+    for (int j = 1; j < 4; ++j) std::memset(w.v[j] + sw + 3, 0, kCoefSlack * sizeof(float));
+    for (int q = 0; q < 16; ++q)
+        if (w.a[q]) std::memset(w.a[q] + sw, 0, kCoefSlack * sizeof(float));
+
+    // Destination column x lies at px = x * fx in cell trunc(px), with fraction tx = px - cell.
+    const float fx = scale_factor(sw, dw), fy = scale_factor(sh, dh);
+    for (uint32_t x = 0; x < dw; ++x) {
+        const float px = float(x) * fx;
+        const int32_t c = int32_t(px);
+        const float tx = px - float(c);
+        w.cell[x] = c;
+        w.tx1[x] = tx;
+        w.tx2[x] = tx * tx;
+        w.tx3[x] = w.tx2[x] * tx;
+    }
+
+    const size_t stride = bicubic_buffer_stride(sw);
+    for (uint32_t p = 0; p < plane_count; ++p) {
+        build_buffer(src_planes[p], w.buffer);
+        bicubic_cell_coefs coefs;
+        int32_t coef_row = -1;
+        float *dst = dst_planes[p];
+        for (uint32_t y = 0; y < dh; ++y) {
+            const float py = float(y) * fy;
+            const int32_t r = int32_t(py);
+            const float ty = py - float(r);
+            if (r != coef_row) {
+                // Coefficients of source cell row r, from buffer rows r .. r + 3; computed once and
+                // used by every destination row in it.
+                const float *b0 = w.buffer + size_t(r) * stride;
+                const float *b1 = b0 + stride, *b2 = b1 + stride, *b3 = b2 + stride;
+                rows.basis(b0, b1, b2, b3, w.v[1], w.v[2], w.v[3], int(stride));
+                const float *vj[4] = {b1, w.v[1], w.v[2], w.v[3]};
+                for (int j = 0; j < 4; ++j) {
+                    // SAFETY: for j = 0 the window reads of the vector rows run at most 8 floats past
+                    // buffer row r + 1 <= height, into the rows below it or the buffer slack.
+                    coefs.coef[4 * j] = vj[j] + 1;
+                    rows.basis(vj[j], vj[j] + 1, vj[j] + 2, vj[j] + 3, w.a[4 * j + 1], w.a[4 * j + 2],
+                               w.a[4 * j + 3], sw);
+                    for (int i = 1; i < 4; ++i) coefs.coef[4 * j + i] = w.a[4 * j + i];
+                }
+                coef_row = r;
+            }
+            const float tyv[3] = {ty, ty * ty, ty * ty * ty};
+            rows.eval(coefs, w.cell, w.tx1, w.tx2, w.tx3, tyv, dst + size_t(y) * dw, dw);
+        }
+    }
+    return kStatusDone;
+}
+
+}  // namespace
+
+uint32_t bicubic_upscale_u8_impl(const uint8_t *const *src_planes, float *const *dst_planes,
+                                 uint16_t src_width, uint16_t src_height, uint16_t dst_width,
+                                 uint16_t dst_height, uint16_t plane_count,
+                                 const bicubic_rows &rows) {
+    return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
+                   plane_count, rows, [&](const uint8_t *src, float *buffer) {
+                       create_buffer_for_bicubic_uint8(src, buffer, src_width, src_height,
+                                                       rows.fill_u8);
+                   });
+}
+
+uint32_t bicubic_upscale_u16_impl(const uint16_t *const *src_planes, float *const *dst_planes,
+                                  uint16_t src_width, uint16_t src_height, uint16_t dst_width,
+                                  uint16_t dst_height, uint16_t plane_count,
+                                  const bicubic_rows &rows) {
+    return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
+                   plane_count, rows, [&](const uint16_t *src, float *buffer) {
+                       create_buffer_for_bicubic_uint16(src, buffer, src_width, src_height, 0,
+                                                        rows.fill_u16);
+                   });
+}
+
+}  // namespace oz
+
+extern "C" {
+
+OZ_API uint32_t image_bicubic_upscale_uint8_to_float(const uint8_t *const *src_planes,
+                                                     float *const *dst_planes, uint16_t src_width,
+                                                     uint16_t src_height, uint16_t dst_width,
+                                                     uint16_t dst_height, uint16_t plane_count) {
+    return oz::bicubic_upscale_u8_impl(src_planes, dst_planes, src_width, src_height, dst_width,
+                                       dst_height, plane_count, oz::bicubic_rows_best());
+}
+
+OZ_API uint32_t image_bicubic_upscale_uint16_to_float(const uint16_t *const *src_planes,
+                                                      float *const *dst_planes, uint16_t src_width,
+                                                      uint16_t src_height, uint16_t dst_width,
+                                                      uint16_t dst_height, uint16_t plane_count) {
+    return oz::bicubic_upscale_u16_impl(src_planes, dst_planes, src_width, src_height, dst_width,
+                                        dst_height, plane_count, oz::bicubic_rows_best());
+}
+
+}  // extern "C"

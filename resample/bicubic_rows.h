@@ -1,0 +1,102 @@
+// Rows of the bicubic upscaling to float: their signatures, the row table and the driver that runs a
+// row table. The scalar rows (bicubic_rows_c.cc) are the definition; the SSE4.1 and AVX2 rows compute
+// the same values lane by lane, in the same order of operations.
+//
+// The surface of a source cell with patch P (buffer rows r .. r+3, columns c .. c+3) is
+//   value = sum over j, i of A[j][i] * ty^j * tx^i,   A = M * P * M^T,
+//   M = 0.5 * [[0, 2, 0, 0], [-1, 0, 1, 0], [2, -5, 4, -1], [-1, 3, -3, 1]]   (Catmull-Rom).
+// Order of operations (kept in every path):
+//  - a product by M sums the non-zero terms of M in ascending column order, each product rounded:
+//      c0 = p1,  c1 = -0.5 p0 + 0.5 p2,  c2 = ((p0 + -2.5 p1) + 2 p2) + -0.5 p3,
+//      c3 = ((-0.5 p0 + 1.5 p1) + -1.5 p2) + 0.5 p3
+//    (the zero terms and the products by 1 are exact and left out). M * P applies it down each patch
+//    column; (M * P) * M^T then along each row of M * P.
+//  - a term is (A[j][i] * ty^j) * tx^i with ty^2 = ty * ty, ty^3 = ty^2 * ty (tx likewise); the 16
+//    terms are added one by one starting from the first, j outer and i inner. Factors equal to 1.0
+//    are left out (exact).
+//  - the value is clamped: -255.0 or less gives -255.0, 65535.0 or more gives 65535.0.
+// Since the patch columns of neighbouring cells overlap, M * P is computed once per buffer column
+// ("vertical coefficients" V_j, four rows of width + 3) and A[j][.] of a cell is M applied to
+// V_j[c .. c+3] — the same sums as per cell.
+#pragma once
+
+#include <cstdint>
+
+#include "resample/bicubic_buffer.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#define OZ_HAS_BICUBIC_ROW_SSE41 1
+#define OZ_HAS_BICUBIC_ROW_AVX2 1
+#endif
+
+namespace oz {
+
+// Coefficients of one row of source cells: coef[4 j + i][c] is A[j][i] of cell c. Every array can be
+// read 8 elements past its last cell (vector rows load windows of 8 cells and discard the surplus).
+struct bicubic_cell_coefs {
+    const float *coef[16];
+};
+
+// Products by M of four rows, element by element: c1..c3 as above for k < n (c0 is p1 itself).
+using bicubic_basis_row = void (*)(const float *p0, const float *p1, const float *p2,
+                                   const float *p3, float *c1, float *c2, float *c3, int n);
+
+// One destination row of n samples: sample k lies in cell cell[k] with horizontal powers tx1[k],
+// tx2[k], tx3[k]; ty holds ty, ty^2, ty^3 of the row. cell[] is non-decreasing.
+using bicubic_eval_row = void (*)(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                                  const float *tx1, const float *tx2, const float *tx3,
+                                  const float ty[3], float *dst, int n);
+
+void bicubic_fill_row_u8_f32_c(const uint8_t *src, float *dst, int n);
+void bicubic_fill_row_u16_f32_c(const uint16_t *src, float *dst, int n, float scale);
+void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, const float *p3,
+                             float *c1, float *c2, float *c3, int n);
+void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                            const float *tx1, const float *tx2, const float *tx3,
+                            const float ty[3], float *dst, int n);
+
+#ifdef OZ_HAS_BICUBIC_ROW_SSE41
+void bicubic_fill_row_u8_f32_sse41(const uint8_t *src, float *dst, int n);
+void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, float scale);
+void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
+                                 const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                                const float *tx1, const float *tx2, const float *tx3,
+                                const float ty[3], float *dst, int n);
+#endif
+#ifdef OZ_HAS_BICUBIC_ROW_AVX2
+void bicubic_fill_row_u8_f32_avx2(const uint8_t *src, float *dst, int n);
+void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float scale);
+void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
+                                const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                               const float *tx1, const float *tx2, const float *tx3,
+                               const float ty[3], float *dst, int n);
+#endif
+
+// The row table of one instruction set.
+struct bicubic_rows {
+    bicubic_fill_u8_row fill_u8;
+    bicubic_fill_u16_row fill_u16;
+    bicubic_basis_row basis;
+    bicubic_eval_row eval;
+};
+
+const bicubic_rows &bicubic_rows_c();
+const bicubic_rows &bicubic_rows_sse41();  // only on a CPU with SSE4.1
+const bicubic_rows &bicubic_rows_avx2();   // only on a CPU with AVX2
+// The widest table this CPU runs, chosen once.
+const bicubic_rows &bicubic_rows_best();
+
+// The upscaling kernels with an explicit row table (the exported functions pass bicubic_rows_best()).
+// Arguments, checks and status codes are those of image_bicubic_upscale_uint8_to_float.
+uint32_t bicubic_upscale_u8_impl(const uint8_t *const *src_planes, float *const *dst_planes,
+                                 uint16_t src_width, uint16_t src_height, uint16_t dst_width,
+                                 uint16_t dst_height, uint16_t plane_count,
+                                 const bicubic_rows &rows);
+uint32_t bicubic_upscale_u16_impl(const uint16_t *const *src_planes, float *const *dst_planes,
+                                  uint16_t src_width, uint16_t src_height, uint16_t dst_width,
+                                  uint16_t dst_height, uint16_t plane_count,
+                                  const bicubic_rows &rows);
+
+}  // namespace oz

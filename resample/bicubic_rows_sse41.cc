@@ -1,0 +1,101 @@
+// SSE4.1 rows of the bicubic upscaling to float: four independent outputs per vector, each lane in the
+// order of operations of the scalar rows; tails and irregular groups go to the scalar rows.
+#include "resample/bicubic_rows.h"
+
+#ifdef OZ_HAS_BICUBIC_ROW_SSE41
+
+#include <smmintrin.h>
+
+namespace oz {
+
+void bicubic_fill_row_u8_f32_sse41(const uint8_t *src, float *dst, int n) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(src + i));
+        _mm_storeu_ps(dst + i, _mm_cvtepi32_ps(_mm_cvtepu8_epi32(b)));
+        _mm_storeu_ps(dst + i + 4, _mm_cvtepi32_ps(_mm_cvtepu8_epi32(_mm_srli_si128(b, 4))));
+    }
+    if (i < n) bicubic_fill_row_u8_f32_c(src + i, dst + i, n - i);
+}
+
+void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, float scale) {
+    const __m128 s = _mm_set1_ps(scale);
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i));
+        const __m128 lo = _mm_cvtepi32_ps(_mm_cvtepu16_epi32(w));
+        const __m128 hi = _mm_cvtepi32_ps(_mm_cvtepu16_epi32(_mm_srli_si128(w, 8)));
+        _mm_storeu_ps(dst + i, _mm_mul_ps(lo, s));
+        _mm_storeu_ps(dst + i + 4, _mm_mul_ps(hi, s));
+    }
+    if (i < n) bicubic_fill_row_u16_f32_c(src + i, dst + i, n - i, scale);
+}
+
+void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
+                                 const float *p3, float *c1, float *c2, float *c3, int n) {
+    const __m128 m05 = _mm_set1_ps(-0.5f), h05 = _mm_set1_ps(0.5f), m25 = _mm_set1_ps(-2.5f),
+                 two = _mm_set1_ps(2.0f), p15 = _mm_set1_ps(1.5f), m15 = _mm_set1_ps(-1.5f);
+    int k = 0;
+    for (; k + 4 <= n; k += 4) {
+        const __m128 a = _mm_loadu_ps(p0 + k), b = _mm_loadu_ps(p1 + k), c = _mm_loadu_ps(p2 + k),
+                     d = _mm_loadu_ps(p3 + k);
+        const __m128 ma = _mm_mul_ps(m05, a);  // -0.5 p0, shared by c1 and c3
+        _mm_storeu_ps(c1 + k, _mm_add_ps(ma, _mm_mul_ps(h05, c)));
+        __m128 v = _mm_add_ps(a, _mm_mul_ps(m25, b));
+        v = _mm_add_ps(v, _mm_mul_ps(two, c));
+        _mm_storeu_ps(c2 + k, _mm_add_ps(v, _mm_mul_ps(m05, d)));
+        v = _mm_add_ps(ma, _mm_mul_ps(p15, b));
+        v = _mm_add_ps(v, _mm_mul_ps(m15, c));
+        _mm_storeu_ps(c3 + k, _mm_add_ps(v, _mm_mul_ps(h05, d)));
+    }
+    if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
+}
+
+void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                                const float *tx1, const float *tx2, const float *tx3,
+                                const float ty[3], float *dst, int n) {
+    const float *const *a = coefs.coef;
+    const __m128 lo = _mm_set1_ps(-255.0f), hi = _mm_set1_ps(65535.0f);
+    const __m128 tyv[3] = {_mm_set1_ps(ty[0]), _mm_set1_ps(ty[1]), _mm_set1_ps(ty[2])};
+    // Byte shuffle that spreads lane index k to the four bytes 4k .. 4k + 3.
+    const __m128i spread = _mm_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
+    const __m128i bytes = _mm_setr_epi8(0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+    int x = 0;
+    for (; x + 4 <= n; x += 4) {
+        const int32_t base = cell[x];
+        if (cell[x + 3] - base > 3) {
+            // The four outputs span more than four cells (never the case when upscaling).
+            bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, 4);
+            continue;
+        }
+        const __m128i idx = _mm_sub_epi32(
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(cell + x)), _mm_set1_epi32(base));
+        const __m128i ctrl = _mm_add_epi8(_mm_shuffle_epi8(_mm_slli_epi32(idx, 2), spread), bytes);
+        // Lane k takes coefficient array q at cell cell[x + k], out of the window base .. base + 3.
+        auto g = [&](int q) {
+            return _mm_castsi128_ps(
+                _mm_shuffle_epi8(_mm_castps_si128(_mm_loadu_ps(a[q] + base)), ctrl));
+        };
+        const __m128 t1 = _mm_loadu_ps(tx1 + x), t2 = _mm_loadu_ps(tx2 + x),
+                     t3 = _mm_loadu_ps(tx3 + x);
+        __m128 v = g(0);
+        v = _mm_add_ps(v, _mm_mul_ps(g(1), t1));
+        v = _mm_add_ps(v, _mm_mul_ps(g(2), t2));
+        v = _mm_add_ps(v, _mm_mul_ps(g(3), t3));
+        for (int j = 1; j < 4; ++j) {
+            const __m128 tyj = tyv[j - 1];
+            v = _mm_add_ps(v, _mm_mul_ps(g(4 * j), tyj));
+            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 1), tyj), t1));
+            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 2), tyj), t2));
+            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 3), tyj), t3));
+        }
+        // max(lo, v) and min(hi, v) return v when v is NaN, as the scalar comparisons do.
+        v = _mm_min_ps(hi, _mm_max_ps(lo, v));
+        _mm_storeu_ps(dst + x, v);
+    }
+    if (x < n) bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, n - x);
+}
+
+}  // namespace oz
+
+#endif  // OZ_HAS_BICUBIC_ROW_SSE41
