@@ -32,17 +32,20 @@ class Carver {
 };
 
 // The working set of one call: the padded buffer, the vertical coefficients V_1 .. V_3 (V_0 is a
-// buffer row), the cell coefficients A[j][1..3] (A[j][0] is V_j shifted by one column), and per
-// destination column its cell and the powers of its fraction.
+// buffer row), the cell coefficients A[j][1..3] (A[j][0] is V_j shifted by one column), per
+// destination column its cell and the powers of its fraction, per destination row its cell row and
+// fraction.
 struct UpscaleWork {
     float *buffer;
     float *v[4];
     float *a[16];
     int32_t *cell;
     float *tx1, *tx2, *tx3;
+    int32_t *row;
+    float *ty;
 
     // Lays the arrays out from `base` (null: only measures) and returns the block size.
-    size_t layout(uint8_t *base, uint32_t sw, uint32_t sh, uint32_t dw) {
+    size_t layout(uint8_t *base, uint32_t sw, uint32_t sh, uint32_t dw, uint32_t dh) {
         Carver c(base);
         buffer = c.take<float>(bicubic_buffer_floats(sw, sh));
         v[0] = nullptr;
@@ -55,6 +58,8 @@ struct UpscaleWork {
         tx1 = c.take<float>(dw);
         tx2 = c.take<float>(dw);
         tx3 = c.take<float>(dw);
+        row = c.take<int32_t>(dh);
+        ty = c.take<float>(dh);
         return c.used();
     }
 };
@@ -97,10 +102,10 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
         if (src_planes[p] == nullptr || dst_planes[p] == nullptr) return kStatusInvalidArgs;
 
     UpscaleWork w;
-    HeapArray<uint8_t> block = heap_array<uint8_t>(w.layout(nullptr, sw, sh, dw));
+    HeapArray<uint8_t> block = heap_array<uint8_t>(w.layout(nullptr, sw, sh, dw, dh));
     if (!block) return kStatusNoMemory;
     if (plane_count == 0) return kStatusDone;
-    w.layout(block.get(), sw, sh, dw);
+    w.layout(block.get(), sw, sh, dw, dh);
     // The slack after every coefficient array is read (and discarded) by the vector rows; keep it
     // defined.
     for (int j = 1; j < 4; ++j) std::memset(w.v[j] + sw + 3, 0, kCoefSlack * sizeof(float));
@@ -118,36 +123,49 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
         w.tx2[x] = tx * tx;
         w.tx3[x] = w.tx2[x] * tx;
     }
+    // Destination row y likewise lies in cell row trunc(y * fy) with fraction ty.
+    for (uint32_t y = 0; y < dh; ++y) {
+        const float py = float(y) * fy;
+        w.row[y] = int32_t(py);
+        w.ty[y] = py - float(w.row[y]);
+    }
 
     const size_t stride = bicubic_buffer_stride(sw);
     for (uint32_t p = 0; p < plane_count; ++p) {
         build_buffer(src_planes[p], w.buffer);
         bicubic_cell_coefs coefs;
-        int32_t coef_row = -1;
         float *dst = dst_planes[p];
-        for (uint32_t y = 0; y < dh; ++y) {
-            const float py = float(y) * fy;
-            const int32_t r = int32_t(py);
-            const float ty = py - float(r);
-            if (r != coef_row) {
-                // Coefficients of source cell row r, from buffer rows r .. r + 3; computed once and
-                // used by every destination row in it.
-                const float *b0 = w.buffer + size_t(r) * stride;
-                const float *b1 = b0 + stride, *b2 = b1 + stride, *b3 = b2 + stride;
-                rows.basis(b0, b1, b2, b3, w.v[1], w.v[2], w.v[3], int(stride));
-                const float *vj[4] = {b1, w.v[1], w.v[2], w.v[3]};
-                for (int j = 0; j < 4; ++j) {
-                    // SAFETY: for j = 0 the window reads of the vector rows run at most 8 floats past
-                    // buffer row r + 1 <= height, into the rows below it or the buffer slack.
-                    coefs.coef[4 * j] = vj[j] + 1;
-                    rows.basis(vj[j], vj[j] + 1, vj[j] + 2, vj[j] + 3, w.a[4 * j + 1], w.a[4 * j + 2],
-                               w.a[4 * j + 3], sw);
-                    for (int i = 1; i < 4; ++i) coefs.coef[4 * j + i] = w.a[4 * j + i];
-                }
-                coef_row = r;
+        // Destination rows in order, in batches of consecutive rows that lie in the same cell row.
+        uint32_t y = 0;
+        while (y < dh) {
+            const int32_t r = w.row[y];
+            // Coefficients of source cell row r, from buffer rows r .. r + 3; computed once and used
+            // by every destination row in it.
+            const float *b0 = w.buffer + size_t(r) * stride;
+            const float *b1 = b0 + stride, *b2 = b1 + stride, *b3 = b2 + stride;
+            rows.basis(b0, b1, b2, b3, w.v[1], w.v[2], w.v[3], int(stride));
+            const float *vj[4] = {b1, w.v[1], w.v[2], w.v[3]};
+            for (int j = 0; j < 4; ++j) {
+                // SAFETY: for j = 0 the window reads of the vector rows run at most 8 floats past
+                // buffer row r + 1 <= height, into the rows below it or the buffer slack.
+                coefs.coef[4 * j] = vj[j] + 1;
+                rows.basis(vj[j], vj[j] + 1, vj[j] + 2, vj[j] + 3, w.a[4 * j + 1], w.a[4 * j + 2],
+                           w.a[4 * j + 3], sw);
+                for (int i = 1; i < 4; ++i) coefs.coef[4 * j + i] = w.a[4 * j + i];
             }
-            const float tyv[3] = {ty, ty * ty, ty * ty * ty};
-            rows.eval(coefs, w.cell, w.tx1, w.tx2, w.tx3, tyv, dst + size_t(y) * dw, dw);
+            while (y < dh && w.row[y] == r) {
+                bicubic_dst_rows batch;
+                batch.count = 0;
+                for (; y < dh && w.row[y] == r && batch.count < kBicubicBatchRows; ++y) {
+                    const float ty = w.ty[y];
+                    float *t = batch.ty[batch.count];
+                    t[0] = ty;
+                    t[1] = ty * ty;
+                    t[2] = t[1] * ty;
+                    batch.dst[batch.count++] = dst + size_t(y) * dw;
+                }
+                rows.eval(coefs, w.cell, w.tx1, w.tx2, w.tx3, batch, 0, dw);
+            }
         }
     }
     return kStatusDone;

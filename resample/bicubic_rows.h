@@ -6,9 +6,10 @@
 //   value = sum over j, i of A[j][i] * ty^j * tx^i,   A = M * P * M^T,
 //   M = 0.5 * [[0, 2, 0, 0], [-1, 0, 1, 0], [2, -5, 4, -1], [-1, 3, -3, 1]]   (Catmull-Rom).
 // Order of operations (kept in every path):
-//  - a product by M sums the non-zero terms of M in ascending column order, each product rounded:
-//      c0 = p1,  c1 = -0.5 p0 + 0.5 p2,  c2 = ((p0 + -2.5 p1) + 2 p2) + -0.5 p3,
-//      c3 = ((-0.5 p0 + 1.5 p1) + -1.5 p2) + 0.5 p3
+//  - a product by M takes the non-zero terms of each row of M, each product rounded, the negative
+//    entries as subtractions of the positive products:
+//      c0 = p1,  c1 = 0.5 p2 - 0.5 p0,  c2 = ((p0 - 2.5 p1) + 2 p2) - 0.5 p3,
+//      c3 = ((1.5 p1 - 0.5 p0) - 1.5 p2) + 0.5 p3
 //    (the zero terms and the products by 1 are exact and left out). M * P applies it down each patch
 //    column; (M * P) * M^T then along each row of M * P.
 //  - a term is (A[j][i] * ty^j) * tx^i with ty^2 = ty * ty, ty^3 = ty^2 * ty (tx likewise); the 16
@@ -41,19 +42,28 @@ struct bicubic_cell_coefs {
 using bicubic_basis_row = void (*)(const float *p0, const float *p1, const float *p2,
                                    const float *p3, float *c1, float *c2, float *c3, int n);
 
-// One destination row of n samples: sample k lies in cell cell[k] with horizontal powers tx1[k],
-// tx2[k], tx3[k]; ty holds ty, ty^2, ty^3 of the row. cell[] is non-decreasing.
+// Destination rows that lie in the same row of source cells (at most kBicubicBatchRows), evaluated
+// together: the coefficients that a group of outputs takes from its cells serve every row.
+inline constexpr int kBicubicBatchRows = 4;
+struct bicubic_dst_rows {
+    int count;                       // 1 .. kBicubicBatchRows
+    float ty[kBicubicBatchRows][3];  // ty, ty^2, ty^3 of each row
+    float *dst[kBicubicBatchRows];   // each row's destination
+};
+
+// Samples begin .. end - 1 of every row of `rows`: sample x lies in cell cell[x] with horizontal
+// powers tx1[x], tx2[x], tx3[x]. cell[] is non-decreasing.
 using bicubic_eval_row = void (*)(const bicubic_cell_coefs &coefs, const int32_t *cell,
                                   const float *tx1, const float *tx2, const float *tx3,
-                                  const float ty[3], float *dst, int n);
+                                  const bicubic_dst_rows &rows, int begin, int end);
 
 void bicubic_fill_row_u8_f32_c(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_c(const uint16_t *src, float *dst, int n, float scale);
 void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, const float *p3,
                              float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                            const float *tx1, const float *tx2, const float *tx3,
-                            const float ty[3], float *dst, int n);
+                             const float *tx1, const float *tx2, const float *tx3,
+                             const bicubic_dst_rows &rows, int begin, int end);
 
 #ifdef OZ_HAS_BICUBIC_ROW_SSE41
 void bicubic_fill_row_u8_f32_sse41(const uint8_t *src, float *dst, int n);
@@ -61,8 +71,8 @@ void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, floa
 void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
                                  const float *p3, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                                const float *tx1, const float *tx2, const float *tx3,
-                                const float ty[3], float *dst, int n);
+                                 const float *tx1, const float *tx2, const float *tx3,
+                                 const bicubic_dst_rows &rows, int begin, int end);
 #endif
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
 void bicubic_fill_row_u8_f32_avx2(const uint8_t *src, float *dst, int n);
@@ -70,8 +80,8 @@ void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float
 void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
                                 const float *p3, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                               const float *tx1, const float *tx2, const float *tx3,
-                               const float ty[3], float *dst, int n);
+                                const float *tx1, const float *tx2, const float *tx3,
+                                const bicubic_dst_rows &rows, int begin, int end);
 #endif
 
 // The row table of one instruction set.

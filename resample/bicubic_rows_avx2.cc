@@ -34,112 +34,97 @@ void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float
 }
 
 void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
-                                const float *p3, float *c1, float *c2, float *c3, int n) {
-    const __m256 m05 = _mm256_set1_ps(-0.5f), h05 = _mm256_set1_ps(0.5f),
-                 m25 = _mm256_set1_ps(-2.5f), two = _mm256_set1_ps(2.0f),
-                 p15 = _mm256_set1_ps(1.5f), m15 = _mm256_set1_ps(-1.5f);
+                                 const float *p3, float *c1, float *c2, float *c3, int n) {
+    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f), f25 = _mm256_set1_ps(2.5f);
     int k = 0;
     for (; k + 8 <= n; k += 8) {
-        const __m256 a = _mm256_loadu_ps(p0 + k), b = _mm256_loadu_ps(p1 + k),
-                     c = _mm256_loadu_ps(p2 + k), d = _mm256_loadu_ps(p3 + k);
-        const __m256 ma = _mm256_mul_ps(m05, a);  // -0.5 p0, shared by c1 and c3
-        _mm256_storeu_ps(c1 + k, _mm256_add_ps(ma, _mm256_mul_ps(h05, c)));
-        __m256 v = _mm256_add_ps(a, _mm256_mul_ps(m25, b));
-        v = _mm256_add_ps(v, _mm256_mul_ps(two, c));
-        _mm256_storeu_ps(c2 + k, _mm256_add_ps(v, _mm256_mul_ps(m05, d)));
-        v = _mm256_add_ps(ma, _mm256_mul_ps(p15, b));
-        v = _mm256_add_ps(v, _mm256_mul_ps(m15, c));
-        _mm256_storeu_ps(c3 + k, _mm256_add_ps(v, _mm256_mul_ps(h05, d)));
+        const __m256 a = _mm256_loadu_ps(p0 + k), b = _mm256_loadu_ps(p1 + k), c = _mm256_loadu_ps(p2 + k),
+                     d = _mm256_loadu_ps(p3 + k);
+        // Each product once; 2 p2 as p2 + p2 (the same value, bit for bit).
+        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c), hd = _mm256_mul_ps(half, d);
+        _mm256_storeu_ps(c1 + k, _mm256_sub_ps(hc, ha));
+        __m256 v = _mm256_sub_ps(a, _mm256_mul_ps(f25, b));
+        v = _mm256_add_ps(v, _mm256_add_ps(c, c));
+        _mm256_storeu_ps(c2 + k, _mm256_sub_ps(v, hd));
+        v = _mm256_sub_ps(_mm256_mul_ps(f15, b), ha);
+        v = _mm256_sub_ps(v, _mm256_mul_ps(f15, c));
+        _mm256_storeu_ps(c3 + k, _mm256_add_ps(v, hd));
     }
     if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
 namespace {
 
-// Eight consecutive outputs whose cells lie within a window of eight: the window start and the lane
-// offsets into it.
-struct EvalGroup {
-    int32_t base;
-    __m256i idx;
-};
-
-// Outputs cell[0 .. 7] relative to the window that starts at cell[0]; usable when the last one lies in
-// the window (cells are non-decreasing).
-inline bool fits(const int32_t *cell) { return cell[7] - cell[0] <= 7; }
-inline EvalGroup eval_group(const int32_t *cell) {
-    return {cell[0], _mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(cell)),
-                                      _mm256_set1_epi32(cell[0]))};
+// Lane k of the result is coefficient array q at cell base + idx[k]: a window of eight cells moved
+// to the lanes.
+inline __m256 gather(const float *a, int32_t base, __m256i idx) {
+    return _mm256_permutevar8x32_ps(_mm256_loadu_ps(a + base), idx);
 }
 
-// Lane k of the result is coefficient array q at cell base + idx[k].
-inline __m256 gather(const float *const *a, int q, const EvalGroup &g) {
-    return _mm256_permutevar8x32_ps(_mm256_loadu_ps(a[q] + g.base), g.idx);
-}
-
-// The 16-term sum of G groups of eight outputs, interleaved so that the G chains of dependent
-// additions overlap. Per lane: v = A00 + A01 t1 + A02 t2 + A03 t3 + (A10 ty) + (A11 ty) t1 + ...
-template <int G>
-inline void eval_groups(const float *const *a, const EvalGroup *g, const float *tx1,
-                        const float *tx2, const float *tx3, const __m256 *tyv, float *dst) {
-    __m256 v[G], t1[G], t2[G], t3[G];
-    for (int k = 0; k < G; ++k) {
-        t1[k] = _mm256_loadu_ps(tx1 + 8 * k);
-        t2[k] = _mm256_loadu_ps(tx2 + 8 * k);
-        t3[k] = _mm256_loadu_ps(tx3 + 8 * k);
-        v[k] = gather(a, 0, g[k]);
-    }
-    for (int k = 0; k < G; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(gather(a, 1, g[k]), t1[k]));
-    for (int k = 0; k < G; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(gather(a, 2, g[k]), t2[k]));
-    for (int k = 0; k < G; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(gather(a, 3, g[k]), t3[k]));
-    for (int j = 1; j < 4; ++j) {
-        const __m256 tyj = tyv[j - 1];
-        for (int k = 0; k < G; ++k)
-            v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(gather(a, 4 * j, g[k]), tyj));
-        for (int k = 0; k < G; ++k)
-            v[k] = _mm256_add_ps(v[k],
-                                 _mm256_mul_ps(_mm256_mul_ps(gather(a, 4 * j + 1, g[k]), tyj), t1[k]));
-        for (int k = 0; k < G; ++k)
-            v[k] = _mm256_add_ps(v[k],
-                                 _mm256_mul_ps(_mm256_mul_ps(gather(a, 4 * j + 2, g[k]), tyj), t2[k]));
-        for (int k = 0; k < G; ++k)
-            v[k] = _mm256_add_ps(v[k],
-                                 _mm256_mul_ps(_mm256_mul_ps(gather(a, 4 * j + 3, g[k]), tyj), t3[k]));
-    }
-    // max(lo, v) and min(hi, v) return v when v is NaN, as the scalar comparisons do.
+// K destination rows of one cell row, eight outputs at a time. Each coefficient is moved to the lanes
+// once and serves the K rows, whose K chains of dependent additions interleave. Per lane and row:
+// v = A00 + A01 t1 + A02 t2 + A03 t3 + (A10 ty) + (A11 ty) t1 + ... + (A33 ty^3) t3.
+template <int K>
+void eval_batch(const bicubic_cell_coefs &coefs, const int32_t *cell, const float *tx1,
+                const float *tx2, const float *tx3, const bicubic_dst_rows &rows, int begin,
+                int end) {
+    const float *const *a = coefs.coef;
+    __m256 tyv[K][3];
+    for (int k = 0; k < K; ++k)
+        for (int j = 0; j < 3; ++j) tyv[k][j] = _mm256_set1_ps(rows.ty[k][j]);
     const __m256 lo = _mm256_set1_ps(-255.0f), hi = _mm256_set1_ps(65535.0f);
-    for (int k = 0; k < G; ++k)
-        _mm256_storeu_ps(dst + 8 * k, _mm256_min_ps(hi, _mm256_max_ps(lo, v[k])));
+    int x = begin;
+    for (; x + 8 <= end; x += 8) {
+        const int32_t base = cell[x];
+        if (cell[x + 7] - base > 7) {
+            // The eight outputs span more than eight cells (never the case when upscaling).
+            bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, x + 8);
+            continue;
+        }
+        const __m256i idx = _mm256_sub_epi32(
+            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(cell + x)), _mm256_set1_epi32(base));
+        const __m256 t1 = _mm256_loadu_ps(tx1 + x), t2 = _mm256_loadu_ps(tx2 + x),
+                     t3 = _mm256_loadu_ps(tx3 + x);
+        __m256 v[K];
+        __m256 c = gather(a[0], base, idx);
+        for (int k = 0; k < K; ++k) v[k] = c;
+        c = gather(a[1], base, idx);
+        for (int k = 0; k < K; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(c, t1));
+        c = gather(a[2], base, idx);
+        for (int k = 0; k < K; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(c, t2));
+        c = gather(a[3], base, idx);
+        for (int k = 0; k < K; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(c, t3));
+        for (int j = 1; j < 4; ++j) {
+            c = gather(a[4 * j], base, idx);
+            for (int k = 0; k < K; ++k) v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(c, tyv[k][j - 1]));
+            c = gather(a[4 * j + 1], base, idx);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(_mm256_mul_ps(c, tyv[k][j - 1]), t1));
+            c = gather(a[4 * j + 2], base, idx);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(_mm256_mul_ps(c, tyv[k][j - 1]), t2));
+            c = gather(a[4 * j + 3], base, idx);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm256_add_ps(v[k], _mm256_mul_ps(_mm256_mul_ps(c, tyv[k][j - 1]), t3));
+        }
+        // max(lo, v) and min(hi, v) return v when v is NaN, as the scalar comparisons do.
+        for (int k = 0; k < K; ++k)
+            _mm256_storeu_ps(rows.dst[k] + x, _mm256_min_ps(hi, _mm256_max_ps(lo, v[k])));
+    }
+    if (x < end) bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, end);
 }
 
 }  // namespace
 
 void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *cell,
                                const float *tx1, const float *tx2, const float *tx3,
-                               const float ty[3], float *dst, int n) {
-    const float *const *a = coefs.coef;
-    const __m256 tyv[3] = {_mm256_set1_ps(ty[0]), _mm256_set1_ps(ty[1]), _mm256_set1_ps(ty[2])};
-    // One group of eight outputs, or the scalar row when its cells span more than eight (never the
-    // case when upscaling).
-    auto one = [&](int x) {
-        if (fits(cell + x)) {
-            const EvalGroup g = eval_group(cell + x);
-            eval_groups<1>(a, &g, tx1 + x, tx2 + x, tx3 + x, tyv, dst + x);
-        } else {
-            bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, 8);
-        }
-    };
-    int x = 0;
-    for (; x + 16 <= n; x += 16) {
-        if (fits(cell + x) && fits(cell + x + 8)) {
-            const EvalGroup g[2] = {eval_group(cell + x), eval_group(cell + x + 8)};
-            eval_groups<2>(a, g, tx1 + x, tx2 + x, tx3 + x, tyv, dst + x);
-        } else {
-            one(x);
-            one(x + 8);
-        }
+                               const bicubic_dst_rows &rows, int begin, int end) {
+    switch (rows.count) {
+        case 1: return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 2: return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 3: return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        default: return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
     }
-    for (; x + 8 <= n; x += 8) one(x);
-    if (x < n) bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, n - x);
 }
 
 }  // namespace oz

@@ -16,34 +16,38 @@ void bicubic_fill_row_u16_f32_c(const uint16_t *src, float *dst, int n, float sc
 void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, const float *p3,
                              float *c1, float *c2, float *c3, int n) {
     for (int k = 0; k < n; ++k) {
-        c1[k] = -0.5f * p0[k] + 0.5f * p2[k];
-        c2[k] = ((p0[k] + -2.5f * p1[k]) + 2.0f * p2[k]) + -0.5f * p3[k];
-        c3[k] = ((-0.5f * p0[k] + 1.5f * p1[k]) + -1.5f * p2[k]) + 0.5f * p3[k];
+        c1[k] = 0.5f * p2[k] - 0.5f * p0[k];
+        c2[k] = ((p0[k] - 2.5f * p1[k]) + 2.0f * p2[k]) - 0.5f * p3[k];
+        c3[k] = ((1.5f * p1[k] - 0.5f * p0[k]) - 1.5f * p2[k]) + 0.5f * p3[k];
     }
 }
 
 void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
                             const float *tx1, const float *tx2, const float *tx3,
-                            const float ty[3], float *dst, int n) {
+                            const bicubic_dst_rows &rows, int begin, int end) {
     const float *const *a = coefs.coef;
-    for (int k = 0; k < n; ++k) {
-        const int32_t c = cell[k];
-        const float t1 = tx1[k], t2 = tx2[k], t3 = tx3[k];
-        // j = 0: ty^0 = 1.
-        float v = a[0][c];
-        v += a[1][c] * t1;
-        v += a[2][c] * t2;
-        v += a[3][c] * t3;
-        for (int j = 1; j < 4; ++j) {
-            const float tyj = ty[j - 1];
-            v += a[4 * j][c] * tyj;
-            v += (a[4 * j + 1][c] * tyj) * t1;
-            v += (a[4 * j + 2][c] * tyj) * t2;
-            v += (a[4 * j + 3][c] * tyj) * t3;
+    for (int k = 0; k < rows.count; ++k) {
+        const float *ty = rows.ty[k];
+        float *dst = rows.dst[k];
+        for (int x = begin; x < end; ++x) {
+            const int32_t c = cell[x];
+            const float t1 = tx1[x], t2 = tx2[x], t3 = tx3[x];
+            // j = 0: ty^0 = 1.
+            float v = a[0][c];
+            v += a[1][c] * t1;
+            v += a[2][c] * t2;
+            v += a[3][c] * t3;
+            for (int j = 1; j < 4; ++j) {
+                const float tyj = ty[j - 1];
+                v += a[4 * j][c] * tyj;
+                v += (a[4 * j + 1][c] * tyj) * t1;
+                v += (a[4 * j + 2][c] * tyj) * t2;
+                v += (a[4 * j + 3][c] * tyj) * t3;
+            }
+            if (v <= -255.0f) v = -255.0f;
+            if (v >= 65535.0f) v = 65535.0f;
+            dst[x] = v;
         }
-        if (v <= -255.0f) v = -255.0f;
-        if (v >= 65535.0f) v = 65535.0f;
-        dst[k] = v;
     }
 }
 

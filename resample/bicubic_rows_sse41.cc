@@ -32,40 +32,46 @@ void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, floa
 }
 
 void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
-                                 const float *p3, float *c1, float *c2, float *c3, int n) {
-    const __m128 m05 = _mm_set1_ps(-0.5f), h05 = _mm_set1_ps(0.5f), m25 = _mm_set1_ps(-2.5f),
-                 two = _mm_set1_ps(2.0f), p15 = _mm_set1_ps(1.5f), m15 = _mm_set1_ps(-1.5f);
+                                  const float *p3, float *c1, float *c2, float *c3, int n) {
+    const __m128 half = _mm_set1_ps(0.5f), f15 = _mm_set1_ps(1.5f), f25 = _mm_set1_ps(2.5f);
     int k = 0;
     for (; k + 4 <= n; k += 4) {
         const __m128 a = _mm_loadu_ps(p0 + k), b = _mm_loadu_ps(p1 + k), c = _mm_loadu_ps(p2 + k),
                      d = _mm_loadu_ps(p3 + k);
-        const __m128 ma = _mm_mul_ps(m05, a);  // -0.5 p0, shared by c1 and c3
-        _mm_storeu_ps(c1 + k, _mm_add_ps(ma, _mm_mul_ps(h05, c)));
-        __m128 v = _mm_add_ps(a, _mm_mul_ps(m25, b));
-        v = _mm_add_ps(v, _mm_mul_ps(two, c));
-        _mm_storeu_ps(c2 + k, _mm_add_ps(v, _mm_mul_ps(m05, d)));
-        v = _mm_add_ps(ma, _mm_mul_ps(p15, b));
-        v = _mm_add_ps(v, _mm_mul_ps(m15, c));
-        _mm_storeu_ps(c3 + k, _mm_add_ps(v, _mm_mul_ps(h05, d)));
+        // Each product once; 2 p2 as p2 + p2 (the same value, bit for bit).
+        const __m128 ha = _mm_mul_ps(half, a), hc = _mm_mul_ps(half, c), hd = _mm_mul_ps(half, d);
+        _mm_storeu_ps(c1 + k, _mm_sub_ps(hc, ha));
+        __m128 v = _mm_sub_ps(a, _mm_mul_ps(f25, b));
+        v = _mm_add_ps(v, _mm_add_ps(c, c));
+        _mm_storeu_ps(c2 + k, _mm_sub_ps(v, hd));
+        v = _mm_sub_ps(_mm_mul_ps(f15, b), ha);
+        v = _mm_sub_ps(v, _mm_mul_ps(f15, c));
+        _mm_storeu_ps(c3 + k, _mm_add_ps(v, hd));
     }
     if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
-void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                                const float *tx1, const float *tx2, const float *tx3,
-                                const float ty[3], float *dst, int n) {
+namespace {
+
+// K destination rows of one cell row, four outputs at a time; see the AVX2 row.
+template <int K>
+void eval_batch(const bicubic_cell_coefs &coefs, const int32_t *cell, const float *tx1,
+                const float *tx2, const float *tx3, const bicubic_dst_rows &rows, int begin,
+                int end) {
     const float *const *a = coefs.coef;
+    __m128 tyv[K][3];
+    for (int k = 0; k < K; ++k)
+        for (int j = 0; j < 3; ++j) tyv[k][j] = _mm_set1_ps(rows.ty[k][j]);
     const __m128 lo = _mm_set1_ps(-255.0f), hi = _mm_set1_ps(65535.0f);
-    const __m128 tyv[3] = {_mm_set1_ps(ty[0]), _mm_set1_ps(ty[1]), _mm_set1_ps(ty[2])};
     // Byte shuffle that spreads lane index k to the four bytes 4k .. 4k + 3.
     const __m128i spread = _mm_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
     const __m128i bytes = _mm_setr_epi8(0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
-    int x = 0;
-    for (; x + 4 <= n; x += 4) {
+    int x = begin;
+    for (; x + 4 <= end; x += 4) {
         const int32_t base = cell[x];
         if (cell[x + 3] - base > 3) {
             // The four outputs span more than four cells (never the case when upscaling).
-            bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, 4);
+            bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, x + 4);
             continue;
         }
         const __m128i idx = _mm_sub_epi32(
@@ -78,22 +84,45 @@ void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *
         };
         const __m128 t1 = _mm_loadu_ps(tx1 + x), t2 = _mm_loadu_ps(tx2 + x),
                      t3 = _mm_loadu_ps(tx3 + x);
-        __m128 v = g(0);
-        v = _mm_add_ps(v, _mm_mul_ps(g(1), t1));
-        v = _mm_add_ps(v, _mm_mul_ps(g(2), t2));
-        v = _mm_add_ps(v, _mm_mul_ps(g(3), t3));
+        __m128 v[K];
+        __m128 c = g(0);
+        for (int k = 0; k < K; ++k) v[k] = c;
+        c = g(1);
+        for (int k = 0; k < K; ++k) v[k] = _mm_add_ps(v[k], _mm_mul_ps(c, t1));
+        c = g(2);
+        for (int k = 0; k < K; ++k) v[k] = _mm_add_ps(v[k], _mm_mul_ps(c, t2));
+        c = g(3);
+        for (int k = 0; k < K; ++k) v[k] = _mm_add_ps(v[k], _mm_mul_ps(c, t3));
         for (int j = 1; j < 4; ++j) {
-            const __m128 tyj = tyv[j - 1];
-            v = _mm_add_ps(v, _mm_mul_ps(g(4 * j), tyj));
-            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 1), tyj), t1));
-            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 2), tyj), t2));
-            v = _mm_add_ps(v, _mm_mul_ps(_mm_mul_ps(g(4 * j + 3), tyj), t3));
+            c = g(4 * j);
+            for (int k = 0; k < K; ++k) v[k] = _mm_add_ps(v[k], _mm_mul_ps(c, tyv[k][j - 1]));
+            c = g(4 * j + 1);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm_add_ps(v[k], _mm_mul_ps(_mm_mul_ps(c, tyv[k][j - 1]), t1));
+            c = g(4 * j + 2);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm_add_ps(v[k], _mm_mul_ps(_mm_mul_ps(c, tyv[k][j - 1]), t2));
+            c = g(4 * j + 3);
+            for (int k = 0; k < K; ++k)
+                v[k] = _mm_add_ps(v[k], _mm_mul_ps(_mm_mul_ps(c, tyv[k][j - 1]), t3));
         }
         // max(lo, v) and min(hi, v) return v when v is NaN, as the scalar comparisons do.
-        v = _mm_min_ps(hi, _mm_max_ps(lo, v));
-        _mm_storeu_ps(dst + x, v);
+        for (int k = 0; k < K; ++k) _mm_storeu_ps(rows.dst[k] + x, _mm_min_ps(hi, _mm_max_ps(lo, v[k])));
     }
-    if (x < n) bicubic_eval_row_f32_c(coefs, cell + x, tx1 + x, tx2 + x, tx3 + x, ty, dst + x, n - x);
+    if (x < end) bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, end);
+}
+
+}  // namespace
+
+void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                                const float *tx1, const float *tx2, const float *tx3,
+                                const bicubic_dst_rows &rows, int begin, int end) {
+    switch (rows.count) {
+        case 1: return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 2: return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 3: return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        default: return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+    }
 }
 
 }  // namespace oz

@@ -314,7 +314,9 @@ TEST_P(BicubicSimd, BasisRowMatchesScalar) {
 }
 
 TEST_P(BicubicSimd, EvalRowMatchesScalar) {
-    // Cell steps of 0 .. 1 (upscaling) and up to 3 (groups spanning more cells than lanes).
+    // Cell steps of 0 .. 1 (upscaling) and up to 3 (groups spanning more cells than lanes); batches
+    // of 1 .. kBicubicBatchRows rows; ranges starting at 0 and inside the row.
+    std::uniform_real_distribution<float> frac(0.0f, 1.0f);
     for (int max_step : {1, 3}) {
         for (int n : widths()) {
             Guarded<int32_t> cell(n);
@@ -330,19 +332,44 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
                 coefs.coef[q] = arrays.back()->get();
             }
             Guarded<float> t1(n), t2(n), t3(n);
-            std::uniform_real_distribution<float> frac(0.0f, 1.0f);
             for (int k = 0; k < n; ++k) {
                 t1[k] = k % 5 == 0 ? 0.0f : frac(rng);
                 t2[k] = t1[k] * t1[k];
                 t3[k] = t2[k] * t1[k];
             }
-            const float ty = frac(rng), tyv[3] = {ty, ty * ty, ty * ty * ty};
-            Guarded<float> a(n), b(n);
-            a.fill_bytes(2);
-            b.fill_bytes(3);
-            bicubic_eval_row_f32_c(coefs, cell.get(), t1.get(), t2.get(), t3.get(), tyv, a.get(), n);
-            rows().eval(coefs, cell.get(), t1.get(), t2.get(), t3.get(), tyv, b.get(), n);
-            ASSERT_EQ(differing_bytes(a, b), 0u) << "n " << n << " max step " << max_step;
+            for (int count = 1; count <= kBicubicBatchRows; ++count) {
+                const int begin = (count % 2) * std::min(n - 1, 3);
+                std::vector<std::unique_ptr<Guarded<float>>> out[2];
+                bicubic_dst_rows batch[2];
+                for (int side = 0; side < 2; ++side) {
+                    batch[side].count = count;
+                    for (int k = 0; k < count; ++k) {
+                        out[side].push_back(std::make_unique<Guarded<float>>(n));
+                        out[side].back()->fill_bytes(uint8_t(2 + side));
+                        batch[side].dst[k] = out[side].back()->get();
+                    }
+                }
+                for (int k = 0; k < count; ++k) {
+                    const float ty = k == 0 ? 0.0f : frac(rng);
+                    for (bicubic_dst_rows &r : batch) {
+                        r.ty[k][0] = ty;
+                        r.ty[k][1] = ty * ty;
+                        r.ty[k][2] = ty * ty * ty;
+                    }
+                }
+                bicubic_eval_row_f32_c(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[0], begin, n);
+                rows().eval(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[1], begin, n);
+                for (int k = 0; k < count; ++k) {
+                    // The range is identical; before it both keep their sentinels.
+                    const float *c = out[0][k]->get(), *o = out[1][k]->get();
+                    ASSERT_EQ(std::memcmp(c + begin, o + begin, (n - begin) * sizeof(float)), 0)
+                        << "n " << n << " max step " << max_step << " rows " << count << " row " << k;
+                    for (int x = 0; x < 4 * begin; ++x) {
+                        ASSERT_EQ(reinterpret_cast<const uint8_t *>(c)[x], 2);
+                        ASSERT_EQ(reinterpret_cast<const uint8_t *>(o)[x], 3);
+                    }
+                }
+            }
         }
     }
 }
