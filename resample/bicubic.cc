@@ -149,8 +149,7 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
                 // SAFETY: for j = 0 the window reads of the vector rows run at most 8 floats past
                 // buffer row r + 1 <= height, into the rows below it or the buffer slack.
                 coefs.coef[4 * j] = vj[j] + 1;
-                rows.basis(vj[j], vj[j] + 1, vj[j] + 2, vj[j] + 3, w.a[4 * j + 1], w.a[4 * j + 2],
-                           w.a[4 * j + 3], sw);
+                rows.shift_basis(vj[j], w.a[4 * j + 1], w.a[4 * j + 2], w.a[4 * j + 3], sw);
                 for (int i = 1; i < 4; ++i) coefs.coef[4 * j + i] = w.a[4 * j + i];
             }
             while (y < dh && w.row[y] == r) {

@@ -42,6 +42,9 @@ struct bicubic_cell_coefs {
 using bicubic_basis_row = void (*)(const float *p0, const float *p1, const float *p2,
                                    const float *p3, float *c1, float *c2, float *c3, int n);
 
+// The same with p0 .. p3 = p, p + 1, p + 2, p + 3 (the horizontal products of one row; reads p[0 .. n + 2]).
+using bicubic_shift_basis_row = void (*)(const float *p, float *c1, float *c2, float *c3, int n);
+
 // Destination rows that lie in the same row of source cells (at most kBicubicBatchRows), evaluated
 // together: the coefficients that a group of outputs takes from its cells serve every row.
 inline constexpr int kBicubicBatchRows = 4;
@@ -61,6 +64,7 @@ void bicubic_fill_row_u8_f32_c(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_c(const uint16_t *src, float *dst, int n, float scale);
 void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, const float *p3,
                              float *c1, float *c2, float *c3, int n);
+void bicubic_shift_basis_row_f32_c(const float *p, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
                              const float *tx1, const float *tx2, const float *tx3,
                              const bicubic_dst_rows &rows, int begin, int end);
@@ -70,6 +74,7 @@ void bicubic_fill_row_u8_f32_sse41(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, float scale);
 void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
                                  const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_shift_basis_row_f32_sse41(const float *p, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
                                  const float *tx1, const float *tx2, const float *tx3,
                                  const bicubic_dst_rows &rows, int begin, int end);
@@ -79,6 +84,7 @@ void bicubic_fill_row_u8_f32_avx2(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float scale);
 void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
                                 const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_shift_basis_row_f32_avx2(const float *p, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *cell,
                                 const float *tx1, const float *tx2, const float *tx3,
                                 const bicubic_dst_rows &rows, int begin, int end);
@@ -89,6 +95,7 @@ struct bicubic_rows {
     bicubic_fill_u8_row fill_u8;
     bicubic_fill_u16_row fill_u16;
     bicubic_basis_row basis;
+    bicubic_shift_basis_row shift_basis;
     bicubic_eval_row eval;
 };
 

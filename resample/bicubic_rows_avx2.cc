@@ -53,6 +53,34 @@ void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p
     if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
+// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load, p[k + 8 .. k + 15],
+// must stay within p[0 .. n + 2].
+void bicubic_shift_basis_row_f32_avx2(const float *p, float *c1, float *c2, float *c3, int n) {
+    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f), f25 = _mm256_set1_ps(2.5f);
+    int k = 0;
+    __m256 lo = _mm256_setzero_ps();
+    if (k + 13 <= n) lo = _mm256_loadu_ps(p);
+    for (; k + 13 <= n; k += 8) {
+        const __m256 hi = _mm256_loadu_ps(p + k + 8);
+        // p[k + 4 .. k + 11], then each 128-bit lane shifted by one, two and three elements.
+        const __m256i l = _mm256_castps_si256(lo),
+                      m = _mm256_castps_si256(_mm256_permute2f128_ps(lo, hi, 0x21));
+        const __m256 a = lo, b = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 4)),
+                     c = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 8)),
+                     d = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 12));
+        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c), hd = _mm256_mul_ps(half, d);
+        _mm256_storeu_ps(c1 + k, _mm256_sub_ps(hc, ha));
+        __m256 v = _mm256_sub_ps(a, _mm256_mul_ps(f25, b));
+        v = _mm256_add_ps(v, _mm256_add_ps(c, c));
+        _mm256_storeu_ps(c2 + k, _mm256_sub_ps(v, hd));
+        v = _mm256_sub_ps(_mm256_mul_ps(f15, b), ha);
+        v = _mm256_sub_ps(v, _mm256_mul_ps(f15, c));
+        _mm256_storeu_ps(c3 + k, _mm256_add_ps(v, hd));
+        lo = hi;
+    }
+    if (k < n) bicubic_shift_basis_row_f32_c(p + k, c1 + k, c2 + k, c3 + k, n - k);
+}
+
 namespace {
 
 // Lane k of the result is coefficient array q at cell base + idx[k]: a window of eight cells moved

@@ -22,6 +22,10 @@ void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, 
     }
 }
 
+void bicubic_shift_basis_row_f32_c(const float *p, float *c1, float *c2, float *c3, int n) {
+    bicubic_basis_row_f32_c(p, p + 1, p + 2, p + 3, c1, c2, c3, n);
+}
+
 void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
                             const float *tx1, const float *tx2, const float *tx3,
                             const bicubic_dst_rows &rows, int begin, int end) {
@@ -53,14 +57,16 @@ void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell
 
 const bicubic_rows &bicubic_rows_c() {
     static const bicubic_rows rows = {bicubic_fill_row_u8_f32_c, bicubic_fill_row_u16_f32_c,
-                                      bicubic_basis_row_f32_c, bicubic_eval_row_f32_c};
+                                      bicubic_basis_row_f32_c,
+                                      bicubic_shift_basis_row_f32_c, bicubic_eval_row_f32_c};
     return rows;
 }
 
 #ifdef OZ_HAS_BICUBIC_ROW_SSE41
 const bicubic_rows &bicubic_rows_sse41() {
     static const bicubic_rows rows = {bicubic_fill_row_u8_f32_sse41, bicubic_fill_row_u16_f32_sse41,
-                                      bicubic_basis_row_f32_sse41, bicubic_eval_row_f32_sse41};
+                                      bicubic_basis_row_f32_sse41,
+                                      bicubic_shift_basis_row_f32_sse41, bicubic_eval_row_f32_sse41};
     return rows;
 }
 #endif
@@ -68,7 +74,8 @@ const bicubic_rows &bicubic_rows_sse41() {
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
 const bicubic_rows &bicubic_rows_avx2() {
     static const bicubic_rows rows = {bicubic_fill_row_u8_f32_avx2, bicubic_fill_row_u16_f32_avx2,
-                                      bicubic_basis_row_f32_avx2, bicubic_eval_row_f32_avx2};
+                                      bicubic_basis_row_f32_avx2,
+                                      bicubic_shift_basis_row_f32_avx2, bicubic_eval_row_f32_avx2};
     return rows;
 }
 #endif

@@ -51,6 +51,32 @@ void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *
     if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
+// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load, p[k + 4 .. k + 7],
+// must stay within p[0 .. n + 2].
+void bicubic_shift_basis_row_f32_sse41(const float *p, float *c1, float *c2, float *c3, int n) {
+    const __m128 half = _mm_set1_ps(0.5f), f15 = _mm_set1_ps(1.5f), f25 = _mm_set1_ps(2.5f);
+    int k = 0;
+    __m128 lo = _mm_setzero_ps();
+    if (k + 7 <= n) lo = _mm_loadu_ps(p);
+    for (; k + 7 <= n; k += 4) {
+        const __m128 hi = _mm_loadu_ps(p + k + 4);
+        const __m128i l = _mm_castps_si128(lo), h = _mm_castps_si128(hi);
+        const __m128 a = lo, b = _mm_castsi128_ps(_mm_alignr_epi8(h, l, 4)),
+                     c = _mm_castsi128_ps(_mm_alignr_epi8(h, l, 8)),
+                     d = _mm_castsi128_ps(_mm_alignr_epi8(h, l, 12));
+        const __m128 ha = _mm_mul_ps(half, a), hc = _mm_mul_ps(half, c), hd = _mm_mul_ps(half, d);
+        _mm_storeu_ps(c1 + k, _mm_sub_ps(hc, ha));
+        __m128 v = _mm_sub_ps(a, _mm_mul_ps(f25, b));
+        v = _mm_add_ps(v, _mm_add_ps(c, c));
+        _mm_storeu_ps(c2 + k, _mm_sub_ps(v, hd));
+        v = _mm_sub_ps(_mm_mul_ps(f15, b), ha);
+        v = _mm_sub_ps(v, _mm_mul_ps(f15, c));
+        _mm_storeu_ps(c3 + k, _mm_add_ps(v, hd));
+        lo = hi;
+    }
+    if (k < n) bicubic_shift_basis_row_f32_c(p + k, c1 + k, c2 + k, c3 + k, n - k);
+}
+
 namespace {
 
 // K destination rows of one cell row, four outputs at a time; see the AVX2 row.
