@@ -90,10 +90,10 @@ float scale_factor(uint16_t src, uint16_t dst) {
     return (float(src) - 1.0f) / (float(dst) - 1.0f);
 }
 
-template <class Sample, class BuildBuffer>
+template <class Sample, class ConvertRow>
 uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint16_t sw,
                  uint16_t sh, uint16_t dw, uint16_t dh, uint16_t plane_count,
-                 const bicubic_rows &rows, BuildBuffer build_buffer) {
+                 const bicubic_rows &rows, ConvertRow convert_row) {
     bool nothing_to_do;
     const uint32_t status =
         check_upscale(src_planes, dst_planes, sw, sh, dw, dh, plane_count, &nothing_to_do);
@@ -132,13 +132,17 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
 
     const size_t stride = bicubic_buffer_stride(sw);
     for (uint32_t p = 0; p < plane_count; ++p) {
-        build_buffer(src_planes[p], w.buffer);
+        // The buffer is built row by row just ahead of the cell rows that read it.
+        const Sample *src = src_planes[p];
+        auto convert = [&](size_t r, float *row) { convert_row(src + r * sw, row); };
+        BicubicBufferRows<decltype(convert)> buffer(w.buffer, sw, sh, convert);
         bicubic_cell_coefs coefs;
         float *dst = dst_planes[p];
         // Destination rows in order, in batches of consecutive rows that lie in the same cell row.
         uint32_t y = 0;
         while (y < dh) {
             const int32_t r = w.row[y];
+            buffer.ensure(uint32_t(r) + 3);
             // Coefficients of source cell row r, from buffer rows r .. r + 3; computed once and used
             // by every destination row in it.
             const float *b0 = w.buffer + size_t(r) * stride;
@@ -177,9 +181,8 @@ uint32_t bicubic_upscale_u8_impl(const uint8_t *const *src_planes, float *const 
                                  uint16_t dst_height, uint16_t plane_count,
                                  const bicubic_rows &rows) {
     return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
-                   plane_count, rows, [&](const uint8_t *src, float *buffer) {
-                       create_buffer_for_bicubic_uint8(src, buffer, src_width, src_height,
-                                                       rows.fill_u8);
+                   plane_count, rows, [&](const uint8_t *src, float *row) {
+                       rows.fill_u8(src, row, src_width);
                    });
 }
 
@@ -187,10 +190,11 @@ uint32_t bicubic_upscale_u16_impl(const uint16_t *const *src_planes, float *cons
                                   uint16_t src_width, uint16_t src_height, uint16_t dst_width,
                                   uint16_t dst_height, uint16_t plane_count,
                                   const bicubic_rows &rows) {
+    // No fraction shift: the factor is 1.0f / 2^0.
+    const float factor = bicubic_shift_factor(0);
     return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
-                   plane_count, rows, [&](const uint16_t *src, float *buffer) {
-                       create_buffer_for_bicubic_uint16(src, buffer, src_width, src_height, 0,
-                                                        rows.fill_u16);
+                   plane_count, rows, [&](const uint16_t *src, float *row) {
+                       rows.fill_u16(src, row, src_width, factor);
                    });
 }
 

@@ -19,29 +19,37 @@ inline float extrapolate(float inner, float second) { return 2.0f * inner - seco
 
 float bicubic_shift_factor(uint32_t shift) { return 1.0f / float(uint32_t(1) << (shift % 32)); }
 
-void bicubic_extend_borders(float *buffer, uint32_t w, uint32_t h) {
-    const size_t s = bicubic_buffer_stride(w);
-    // SAFETY: every index below is at most (h + 2) * s + w + 2, inside the (h + 3) x s buffer.
-    auto B = [buffer, s](size_t i, size_t j) -> float & { return buffer[i * s + j]; };
+namespace {
 
-    for (size_t i = 1; i <= h; ++i) {
-        if (w >= 2) {
-            B(i, 0) = extrapolate(B(i, 1), B(i, 2));
-            B(i, w + 1) = extrapolate(B(i, w), B(i, w - 1));
-            B(i, w + 2) = extrapolate(B(i, w + 1), B(i, w));
-        } else {
-            B(i, 0) = B(i, 2) = B(i, 3) = B(i, 1);
-        }
+// SAFETY: every index used below is at most (h + 2) * s + w + 2, inside the (h + 3) x s buffer.
+struct Grid {
+    float *buffer;
+    size_t s;
+    float &operator()(size_t i, size_t j) const { return buffer[i * s + j]; }
+};
+
+}  // namespace
+
+void bicubic_extend_row(float *buffer, uint32_t w, uint32_t i) {
+    const Grid B{buffer, bicubic_buffer_stride(w)};
+    if (w >= 2) {
+        B(i, 0) = extrapolate(B(i, 1), B(i, 2));
+        B(i, w + 1) = extrapolate(B(i, w), B(i, w - 1));
+        B(i, w + 2) = extrapolate(B(i, w + 1), B(i, w));
+    } else {
+        B(i, 0) = B(i, 2) = B(i, 3) = B(i, 1);
     }
+}
 
+void bicubic_top_border(float *buffer, uint32_t w, uint32_t h) {
+    const Grid B{buffer, bicubic_buffer_stride(w)};
     if (h < 2) {
         // One source row: every buffer column repeats it.
-        std::memcpy(&B(0, 0), &B(1, 0), s * sizeof(float));
-        std::memcpy(&B(2, 0), &B(1, 0), s * sizeof(float));
-        std::memcpy(&B(3, 0), &B(1, 0), s * sizeof(float));
+        std::memcpy(&B(0, 0), &B(1, 0), B.s * sizeof(float));
+        std::memcpy(&B(2, 0), &B(1, 0), B.s * sizeof(float));
+        std::memcpy(&B(3, 0), &B(1, 0), B.s * sizeof(float));
         return;
     }
-
     for (size_t j = 1; j <= w; ++j) B(0, j) = extrapolate(B(1, j), B(2, j));
     if (w >= 2) {
         B(0, 0) = corner(B(1, 0), B(2, 0), B(0, 1), B(0, 2));
@@ -50,7 +58,11 @@ void bicubic_extend_borders(float *buffer, uint32_t w, uint32_t h) {
     } else {
         B(0, 0) = B(0, 2) = B(0, 3) = B(0, 1);
     }
+}
 
+void bicubic_bottom_border(float *buffer, uint32_t w, uint32_t h) {
+    if (h < 2) return;  // filled by bicubic_top_border
+    const Grid B{buffer, bicubic_buffer_stride(w)};
     for (size_t j = 1; j <= w; ++j) {
         B(h + 1, j) = extrapolate(B(h, j), B(h - 1, j));
         B(h + 2, j) = extrapolate(B(h + 1, j), B(h, j));
@@ -67,16 +79,19 @@ void bicubic_extend_borders(float *buffer, uint32_t w, uint32_t h) {
     }
 }
 
+void bicubic_extend_borders(float *buffer, uint32_t w, uint32_t h) {
+    for (uint32_t i = 1; i <= h; ++i) bicubic_extend_row(buffer, w, i);
+    bicubic_top_border(buffer, w, h);
+    bicubic_bottom_border(buffer, w, h);
+}
+
 namespace {
 
-// Converts the rows of a plane into the buffer interior, then extends the borders and clears the
-// slack.
+// Fills the whole buffer.
 template <class Convert>
 void build(float *buffer, uint16_t width, uint16_t height, Convert convert_row) {
-    const size_t s = bicubic_buffer_stride(width);
-    for (size_t r = 0; r < height; ++r) convert_row(r, buffer + (r + 1) * s + 1);
-    bicubic_extend_borders(buffer, width, height);
-    std::memset(buffer + s * (size_t(height) + 3), 0, kBicubicBufferSlack * sizeof(float));
+    BicubicBufferRows<Convert> rows(buffer, width, height, convert_row);
+    rows.ensure(uint32_t(height) + 2);
 }
 
 }  // namespace

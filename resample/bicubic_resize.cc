@@ -1,6 +1,8 @@
 // Bicubic resize of a float or 16-bit fixed-point plane to u16p10: argument checks, the working
 // buffers and the row loop over the rows of bicubic_resize_rows.h.
 
+#include <cstring>
+
 #include "common/heap.h"
 #include "common/status.h"
 #include "oz_resample.h"
@@ -61,14 +63,15 @@ inline void position(uint32_t i, uint16_t n, uint16_t m, int32_t *index, float *
     *frac = f - float(*index);
 }
 
-template <class BuildBuffer>
+template <class ConvertRow>
 uint32_t resize(uint16_t sh, uint16_t sw, uint16_t *dst, uint16_t dh, uint16_t dw,
-                const bicubic_resize_rows &rows, BuildBuffer build_buffer) {
+                const bicubic_resize_rows &rows, ConvertRow convert_row) {
     ResizeWork w;
     HeapArray<uint8_t> block = heap_array<uint8_t>(w.layout(nullptr, sw, sh, dw));
     if (!block) return kStatusNoMemory;
     w.layout(block.get(), sw, sh, dw);
-    build_buffer(w.buffer);
+    // The buffer is built row by row just ahead of the destination rows that read it.
+    BicubicBufferRows<ConvertRow> buffer(w.buffer, sw, sh, convert_row);
 
     for (uint32_t x = 0; x < dw; ++x) {
         position(x, dw, sw, &w.ix[x], &w.tx[x]);
@@ -82,6 +85,7 @@ uint32_t resize(uint16_t sh, uint16_t sw, uint16_t *dst, uint16_t dh, uint16_t d
         float ty;
         position(y, dh, sh, &iy, &ty);
         // Patch rows are buffer rows iy .. iy + 3.
+        buffer.ensure(uint32_t(iy) + 3);
         for (int32_t b = iy; b < iy + 4; ++b) {
             const int slot = b & 3;
             if (cached[slot] == b) continue;
@@ -103,8 +107,9 @@ uint32_t bicubic_resize_f32_impl(const float *src, uint16_t src_height, uint16_t
     const uint32_t status =
         check_resize(src, src_height, src_width, dst, dst_height, dst_width, &nothing_to_do);
     if (status != kStatusDone || nothing_to_do) return status;
-    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](float *buffer) {
-        create_buffer_for_bicubic_float(src, buffer, src_width, src_height);
+    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](size_t r, float *row) {
+        // Float samples are copied unchanged, bit for bit.
+        std::memcpy(row, src + r * src_width, size_t(src_width) * sizeof(float));
     });
 }
 
@@ -115,8 +120,9 @@ uint32_t bicubic_resize_u16_impl(const uint16_t *src, uint16_t src_height, uint1
     const uint32_t status =
         check_resize(src, src_height, src_width, dst, dst_height, dst_width, &nothing_to_do);
     if (status != kStatusDone || nothing_to_do) return status;
-    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](float *buffer) {
-        create_buffer_for_bicubic_uint16(src, buffer, src_width, src_height, shift, rows.fill_u16);
+    const float factor = bicubic_shift_factor(shift);
+    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](size_t r, float *row) {
+        rows.fill_u16(src + r * src_width, row, src_width, factor);
     });
 }
 
