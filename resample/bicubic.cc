@@ -14,7 +14,10 @@ namespace {
 // Coefficient arrays are read up to 8 elements past their last cell by the vector rows.
 constexpr size_t kCoefSlack = 8;
 
-// Carves 64-byte aligned arrays out of one heap block.
+// Carves 64-byte aligned arrays out of one heap block. take_at() places an array at a chosen offset
+// modulo 4096 bytes: arrays that one row streams through together (loads from one, stores to another,
+// or sixteen windows at once) are kept apart in their low address bits, which would otherwise make
+// the processor suspect a dependence between a load and an earlier store, or crowd one cache set.
 class Carver {
   public:
     explicit Carver(uint8_t *base) : base_(base) {}
@@ -23,6 +26,13 @@ class Carver {
         T *p = reinterpret_cast<T *>(base_ ? base_ + used_ : nullptr);
         used_ += (count * sizeof(T) + 63) & ~size_t(63);
         return p;
+    }
+    template <class T>
+    T *take_at(size_t count, size_t phase) {
+        // Without a base, reserve the largest possible skip.
+        used_ += base_ ? (phase + 4096 - (reinterpret_cast<uintptr_t>(base_) + used_) % 4096) % 4096
+                       : 4096;
+        return take<T>(count);
     }
     size_t used() const { return used_; }
 
@@ -49,10 +59,13 @@ struct UpscaleWork {
         Carver c(base);
         buffer = c.take<float>(bicubic_buffer_floats(sw, sh));
         v[0] = nullptr;
-        for (int j = 1; j < 4; ++j) v[j] = c.take<float>(sw + 3 + kCoefSlack);
+        // V_j at 512 j, A[j][i] at 2048 + 512 j + 128 i (bytes, modulo 4096): every array in its own
+        // cache sets, and each A[j][i] half a page away from the V_j it is computed from.
+        for (int j = 1; j < 4; ++j) v[j] = c.take_at<float>(sw + 3 + kCoefSlack, 512 * j);
         for (int j = 0; j < 4; ++j) {
             a[4 * j] = nullptr;
-            for (int i = 1; i < 4; ++i) a[4 * j + i] = c.take<float>(sw + kCoefSlack);
+            for (int i = 1; i < 4; ++i)
+                a[4 * j + i] = c.take_at<float>(sw + kCoefSlack, 2048 + 512 * j + 128 * i);
         }
         cell = c.take<int32_t>(dw);
         tx1 = c.take<float>(dw);
