@@ -57,7 +57,7 @@ struct UpscaleWork {
     // Lays the arrays out from `base` (null: only measures) and returns the block size.
     size_t layout(uint8_t *base, uint32_t sw, uint32_t sh, uint32_t dw, uint32_t dh) {
         Carver c(base);
-        buffer = c.take<float>(bicubic_buffer_floats(sw, sh));
+        buffer = c.take<float>(bicubic_ring_floats(sw, sh));
         v[0] = nullptr;
         // V_j at 512 j, A[j][i] at 2048 + 512 j + 128 i (bytes, modulo 4096): every array in its own
         // cache sets, and each A[j][i] half a page away from the V_j it is computed from.
@@ -148,7 +148,7 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
         // The buffer is built row by row just ahead of the cell rows that read it.
         const Sample *src = src_planes[p];
         auto convert = [&](size_t r, float *row) { convert_row(src + r * sw, row); };
-        BicubicBufferRows<decltype(convert)> buffer(w.buffer, sw, sh, convert);
+        BicubicBufferRows<decltype(convert)> buffer(w.buffer, sw, sh, kBicubicRingRows, convert);
         bicubic_cell_coefs coefs;
         float *dst = dst_planes[p];
         // Destination rows in order, in batches of consecutive rows that lie in the same cell row.
@@ -158,13 +158,13 @@ uint32_t upscale(const Sample *const *src_planes, float *const *dst_planes, uint
             buffer.ensure(uint32_t(r) + 3);
             // Coefficients of source cell row r, from buffer rows r .. r + 3; computed once and used
             // by every destination row in it.
-            const float *b0 = w.buffer + size_t(r) * stride;
-            const float *b1 = b0 + stride, *b2 = b1 + stride, *b3 = b2 + stride;
+            const float *b0 = buffer.row(r), *b1 = buffer.row(r + 1), *b2 = buffer.row(r + 2),
+                        *b3 = buffer.row(r + 3);
             rows.basis(b0, b1, b2, b3, w.v[1], w.v[2], w.v[3], int(stride));
             const float *vj[4] = {b1, w.v[1], w.v[2], w.v[3]};
             for (int j = 0; j < 4; ++j) {
                 // SAFETY: for j = 0 the window reads of the vector rows run at most 8 floats past
-                // buffer row r + 1 <= height, into the rows below it or the buffer slack.
+                // the end of buffer row r + 1, into the next row of storage or the slack.
                 coefs.coef[4 * j] = vj[j] + 1;
                 rows.shift_basis(vj[j], w.a[4 * j + 1], w.a[4 * j + 2], w.a[4 * j + 3], sw);
                 for (int i = 1; i < 4; ++i) coefs.coef[4 * j + i] = w.a[4 * j + i];

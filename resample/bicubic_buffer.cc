@@ -1,7 +1,6 @@
-// Padded border buffer of the bicubic kernels: interior conversion and linear border extrapolation.
+// Padded border buffer of the bicubic kernels: linear border extrapolation and the whole-buffer
+// builders.
 #include "resample/bicubic_buffer.h"
-
-#include <cstring>
 
 #include "resample/bicubic_rows.h"
 
@@ -19,78 +18,53 @@ inline float extrapolate(float inner, float second) { return 2.0f * inner - seco
 
 float bicubic_shift_factor(uint32_t shift) { return 1.0f / float(uint32_t(1) << (shift % 32)); }
 
-namespace {
-
-// SAFETY: every index used below is at most (h + 2) * s + w + 2, inside the (h + 3) x s buffer.
-struct Grid {
-    float *buffer;
-    size_t s;
-    float &operator()(size_t i, size_t j) const { return buffer[i * s + j]; }
-};
-
-}  // namespace
-
-void bicubic_extend_row(float *buffer, uint32_t w, uint32_t i) {
-    const Grid B{buffer, bicubic_buffer_stride(w)};
+// SAFETY (all three): every index is at most w + 2 in a row of w + 3 floats.
+void bicubic_extend_row(float *B, uint32_t w) {
     if (w >= 2) {
-        B(i, 0) = extrapolate(B(i, 1), B(i, 2));
-        B(i, w + 1) = extrapolate(B(i, w), B(i, w - 1));
-        B(i, w + 2) = extrapolate(B(i, w + 1), B(i, w));
+        B[0] = extrapolate(B[1], B[2]);
+        B[w + 1] = extrapolate(B[w], B[w - 1]);
+        B[w + 2] = extrapolate(B[w + 1], B[w]);
     } else {
-        B(i, 0) = B(i, 2) = B(i, 3) = B(i, 1);
+        B[0] = B[2] = B[3] = B[1];
     }
 }
 
-void bicubic_top_border(float *buffer, uint32_t w, uint32_t h) {
-    const Grid B{buffer, bicubic_buffer_stride(w)};
-    if (h < 2) {
-        // One source row: every buffer column repeats it.
-        std::memcpy(&B(0, 0), &B(1, 0), B.s * sizeof(float));
-        std::memcpy(&B(2, 0), &B(1, 0), B.s * sizeof(float));
-        std::memcpy(&B(3, 0), &B(1, 0), B.s * sizeof(float));
-        return;
-    }
-    for (size_t j = 1; j <= w; ++j) B(0, j) = extrapolate(B(1, j), B(2, j));
+void bicubic_top_border(float *B0, const float *B1, const float *B2, uint32_t w) {
+    for (size_t j = 1; j <= w; ++j) B0[j] = extrapolate(B1[j], B2[j]);
     if (w >= 2) {
-        B(0, 0) = corner(B(1, 0), B(2, 0), B(0, 1), B(0, 2));
-        B(0, w + 1) = corner(B(1, w + 1), B(2, w + 1), B(0, w), B(0, w - 1));
-        B(0, w + 2) = corner(B(1, w + 2), B(2, w + 2), B(0, w + 1), B(0, w));
+        B0[0] = corner(B1[0], B2[0], B0[1], B0[2]);
+        B0[w + 1] = corner(B1[w + 1], B2[w + 1], B0[w], B0[w - 1]);
+        B0[w + 2] = corner(B1[w + 2], B2[w + 2], B0[w + 1], B0[w]);
     } else {
-        B(0, 0) = B(0, 2) = B(0, 3) = B(0, 1);
+        B0[0] = B0[2] = B0[3] = B0[1];
     }
 }
 
-void bicubic_bottom_border(float *buffer, uint32_t w, uint32_t h) {
-    if (h < 2) return;  // filled by bicubic_top_border
-    const Grid B{buffer, bicubic_buffer_stride(w)};
+void bicubic_bottom_border(const float *Bm1, const float *Bh, float *B1, float *B2, uint32_t w) {
+    // Bm1, Bh, B1, B2 are rows h - 1, h, h + 1 and h + 2.
     for (size_t j = 1; j <= w; ++j) {
-        B(h + 1, j) = extrapolate(B(h, j), B(h - 1, j));
-        B(h + 2, j) = extrapolate(B(h + 1, j), B(h, j));
+        B1[j] = extrapolate(Bh[j], Bm1[j]);
+        B2[j] = extrapolate(B1[j], Bh[j]);
     }
     if (w >= 2) {
-        B(h + 1, 0) = corner(B(h, 0), B(h - 1, 0), B(h + 1, 1), B(h + 1, 2));
-        B(h + 2, 0) = corner(B(h + 1, 0), B(h, 0), B(h + 2, 1), B(h + 2, 2));
-        B(h + 1, w + 1) = corner(B(h, w + 1), B(h - 1, w + 1), B(h + 1, w), B(h + 1, w - 1));
-        B(h + 1, w + 2) = corner(B(h, w + 2), B(h - 1, w + 2), B(h + 1, w + 1), B(h + 1, w));
-        B(h + 2, w + 1) = corner(B(h + 1, w + 1), B(h, w + 1), B(h + 2, w), B(h + 2, w - 1));
-        B(h + 2, w + 2) = corner(B(h + 1, w + 2), B(h, w + 2), B(h + 2, w + 1), B(h + 2, w));
+        B1[0] = corner(Bh[0], Bm1[0], B1[1], B1[2]);
+        B2[0] = corner(B1[0], Bh[0], B2[1], B2[2]);
+        B1[w + 1] = corner(Bh[w + 1], Bm1[w + 1], B1[w], B1[w - 1]);
+        B1[w + 2] = corner(Bh[w + 2], Bm1[w + 2], B1[w + 1], B1[w]);
+        B2[w + 1] = corner(B1[w + 1], Bh[w + 1], B2[w], B2[w - 1]);
+        B2[w + 2] = corner(B1[w + 2], Bh[w + 2], B2[w + 1], B2[w]);
     } else {
-        for (size_t i = h + 1; i <= h + 2; ++i) B(i, 0) = B(i, 2) = B(i, 3) = B(i, 1);
+        B1[0] = B1[2] = B1[3] = B1[1];
+        B2[0] = B2[2] = B2[3] = B2[1];
     }
-}
-
-void bicubic_extend_borders(float *buffer, uint32_t w, uint32_t h) {
-    for (uint32_t i = 1; i <= h; ++i) bicubic_extend_row(buffer, w, i);
-    bicubic_top_border(buffer, w, h);
-    bicubic_bottom_border(buffer, w, h);
 }
 
 namespace {
 
-// Fills the whole buffer.
+// Fills the whole buffer: storage for every row, built in order.
 template <class Convert>
 void build(float *buffer, uint16_t width, uint16_t height, Convert convert_row) {
-    BicubicBufferRows<Convert> rows(buffer, width, height, convert_row);
+    BicubicBufferRows<Convert> rows(buffer, width, height, uint32_t(height) + 3, convert_row);
     rows.ensure(uint32_t(height) + 2);
 }
 

@@ -28,7 +28,7 @@ struct ResizeWork {
             used += (bytes + 63) & ~size_t(63);
             return p;
         };
-        buffer = reinterpret_cast<float *>(take(bicubic_buffer_floats(sw, sh) * sizeof(float)));
+        buffer = reinterpret_cast<float *>(take(bicubic_ring_floats(sw, sh) * sizeof(float)));
         ix = reinterpret_cast<int32_t *>(take(dw * sizeof(int32_t)));
         tx = reinterpret_cast<float *>(take(dw * sizeof(float)));
         half_tx = reinterpret_cast<float *>(take(dw * sizeof(float)));
@@ -71,14 +71,13 @@ uint32_t resize(uint16_t sh, uint16_t sw, uint16_t *dst, uint16_t dh, uint16_t d
     if (!block) return kStatusNoMemory;
     w.layout(block.get(), sw, sh, dw);
     // The buffer is built row by row just ahead of the destination rows that read it.
-    BicubicBufferRows<ConvertRow> buffer(w.buffer, sw, sh, convert_row);
+    BicubicBufferRows<ConvertRow> buffer(w.buffer, sw, sh, kBicubicRingRows, convert_row);
 
     for (uint32_t x = 0; x < dw; ++x) {
         position(x, dw, sw, &w.ix[x], &w.tx[x]);
         w.half_tx[x] = w.tx[x] * 0.5f;
     }
 
-    const size_t stride = bicubic_buffer_stride(sw);
     int64_t cached[4] = {-1, -1, -1, -1};
     for (uint32_t y = 0; y < dh; ++y) {
         int32_t iy;
@@ -89,7 +88,7 @@ uint32_t resize(uint16_t sh, uint16_t sw, uint16_t *dst, uint16_t dh, uint16_t d
         for (int32_t b = iy; b < iy + 4; ++b) {
             const int slot = b & 3;
             if (cached[slot] == b) continue;
-            rows.horizontal(w.buffer + size_t(b) * stride, w.ix, w.tx, w.half_tx, w.cache[slot], dw);
+            rows.horizontal(buffer.row(b), w.ix, w.tx, w.half_tx, w.cache[slot], dw);
             cached[slot] = b;
         }
         rows.vertical(w.cache[iy & 3], w.cache[(iy + 1) & 3], w.cache[(iy + 2) & 3],
