@@ -75,26 +75,22 @@ struct Contender {
 std::vector<Contender> contenders() {
     std::vector<Contender> list;
     Planes &p = planes();
-    const struct {
-        int w, h;
-    } upscale_to = {3840, 2160};
-    const struct {
-        int w, h;
-    } resize_to[] = {{1280, 720}, {3840, 2160}};
+    const struct { int w, h; } upscale_to = {3840, 2160};
+    const struct { int w, h; } resize_to[] = {{1280, 720}, {3840, 2160}};
 
     auto size = [](int w, int h) {
-        return std::to_string(kSrcW) + "x" + std::to_string(kSrcH) + "->" + std::to_string(w) + "x" +
-               std::to_string(h);
+        return std::to_string(kSrcW) + "x" + std::to_string(kSrcH) + "->" + std::to_string(w) +
+               "x" + std::to_string(h);
     };
 
 #ifdef OZ_BENCH_HAVE_OPENCV
     auto cv_resize = [&p](int depth, int w, int h) -> std::function<void()> {
         return [&p, depth, w, h] {
             static thread_local cv::Mat dst;
-            void *src = depth == CV_8U ? static_cast<void *>(p.u8.data())
+            void *src = depth == CV_8U    ? static_cast<void *>(p.u8.data())
                         : depth == CV_16U ? static_cast<void *>(p.u16.data())
                                           : static_cast<void *>(p.f32.data());
-            void *out = depth == CV_8U ? static_cast<void *>(p.out_u8.data())
+            void *out = depth == CV_8U    ? static_cast<void *>(p.out_u8.data())
                         : depth == CV_16U ? static_cast<void *>(p.out_u16.data())
                                           : static_cast<void *>(p.out_f32.data());
             cv::Mat s(kSrcH, kSrcW, CV_MAKETYPE(depth, 1), src);
@@ -148,13 +144,14 @@ std::vector<Contender> contenders() {
         const int w = to.w, h = to.h;
         const std::string gf = "resize f32->u16p10 " + size(w, h);
         list.push_back({gf, "ours", true, false, [&p, w, h] {
-                            bicubic_resize_32f_to_u16p10(p.f32.data(), kSrcH, kSrcW, p.out_u16.data(),
-                                                         uint16_t(h), uint16_t(w));
+                            bicubic_resize_32f_to_u16p10(p.f32.data(), kSrcH, kSrcW,
+                                                         p.out_u16.data(), uint16_t(h),
+                                                         uint16_t(w));
                         }});
         const std::string gu = "resize u16->u16p10 " + size(w, h);
         list.push_back({gu, "ours", true, false, [&p, w, h] {
-                            bicubic_resize_u16_to_u16(p.u16.data(), kSrcH, kSrcW, 4, p.out_u16.data(),
-                                                      uint16_t(h), uint16_t(w));
+                            bicubic_resize_u16_to_u16(p.u16.data(), kSrcH, kSrcW, 4,
+                                                      p.out_u16.data(), uint16_t(h), uint16_t(w));
                         }});
 #ifdef OZ_BENCH_HAVE_OPENCV
         list.push_back({gf, "opencv cubic 32F", false, true, cv_resize(CV_32F, w, h)});
@@ -206,10 +203,12 @@ int main(int argc, char **argv) {
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
-    std::printf("\n| kernel, sizes | contender | median ms | ours / best peer |\n|---|---|---|---|\n");
+    std::printf(
+        "\n| kernel, sizes | contender | median ms | ours / best peer |\n|---|---|---|---|\n");
     std::vector<std::string> groups;
     for (const Contender &c : list)
-        if (std::find(groups.begin(), groups.end(), c.group) == groups.end()) groups.push_back(c.group);
+        if (std::find(groups.begin(), groups.end(), c.group) == groups.end())
+            groups.push_back(c.group);
     for (const std::string &g : groups) {
         double ours = 0, best = 0;
         std::string best_who;

@@ -1,5 +1,5 @@
-// Bicubic upscaling of the module's shading tables: every channel grid of every module light source is
-// interpolated to the characterization's grid, converted to gains and oriented.
+// Bicubic upscaling of the module's shading tables: every channel grid of every module light source
+// is interpolated to the characterization's grid, converted to gains and oriented.
 #include <emmintrin.h>
 
 #include <cmath>
@@ -14,7 +14,9 @@ namespace oz {
 namespace {
 
 struct TablesDeleter {
-    void operator()(upscaled_lsc_tables *t) const noexcept { deinit_computed_upscale_lsc_tables(t); }
+    void operator()(upscaled_lsc_tables *t) const noexcept {
+        deinit_computed_upscale_lsc_tables(t);
+    }
 };
 using TablesOwner = std::unique_ptr<upscaled_lsc_tables, TablesDeleter>;
 
@@ -88,14 +90,16 @@ OZ_API upscaled_lsc_tables *compute_upscaled_lsc_tables_bicubic(uint16_t width, 
         // kernel's clamp applies to raw values, before the conversion to gains.
         if (table.fraction_bits <= 8) {
             const uint8_t *src[4];
-            for (int c = 0; c < 4; ++c) src[c] = static_cast<const uint8_t *>(table.channel_grids[c]);
+            for (int c = 0; c < 4; ++c)
+                src[c] = static_cast<const uint8_t *>(table.channel_grids[c]);
             status = bicubic_upscale_u8_impl(src, planes, grid_width, grid_height, width, height, 4,
                                              bicubic_rows_best());
         } else {
             const uint16_t *src[4];
-            for (int c = 0; c < 4; ++c) src[c] = static_cast<const uint16_t *>(table.channel_grids[c]);
-            status = bicubic_upscale_u16_impl(src, planes, grid_width, grid_height, width, height, 4,
-                                              bicubic_rows_best());
+            for (int c = 0; c < 4; ++c)
+                src[c] = static_cast<const uint16_t *>(table.channel_grids[c]);
+            status = bicubic_upscale_u16_impl(src, planes, grid_width, grid_height, width, height,
+                                              4, bicubic_rows_best());
         }
         if (status != kStatusDone) return nullptr;
 

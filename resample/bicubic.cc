@@ -1,5 +1,5 @@
-// Bicubic upscaling of 8- and 16-bit planes to float: argument checks, the working buffers and the row
-// loop over the rows of bicubic_rows.h.
+// Bicubic upscaling of 8- and 16-bit planes to float: argument checks, the working buffers and the
+// row loop over the rows of bicubic_rows.h.
 #include <cstring>
 
 #include "common/heap.h"
@@ -194,9 +194,8 @@ uint32_t bicubic_upscale_u8_impl(const uint8_t *const *src_planes, float *const 
                                  uint16_t dst_height, uint16_t plane_count,
                                  const bicubic_rows &rows) {
     return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
-                   plane_count, rows, [&](const uint8_t *src, float *row) {
-                       rows.fill_u8(src, row, src_width);
-                   });
+                   plane_count, rows,
+                   [&](const uint8_t *src, float *row) { rows.fill_u8(src, row, src_width); });
 }
 
 uint32_t bicubic_upscale_u16_impl(const uint16_t *const *src_planes, float *const *dst_planes,
@@ -205,10 +204,9 @@ uint32_t bicubic_upscale_u16_impl(const uint16_t *const *src_planes, float *cons
                                   const bicubic_rows &rows) {
     // No fraction shift: the factor is 1.0f / 2^0.
     const float factor = bicubic_shift_factor(0);
-    return upscale(src_planes, dst_planes, src_width, src_height, dst_width, dst_height,
-                   plane_count, rows, [&](const uint16_t *src, float *row) {
-                       rows.fill_u16(src, row, src_width, factor);
-                   });
+    return upscale(
+        src_planes, dst_planes, src_width, src_height, dst_width, dst_height, plane_count, rows,
+        [&](const uint16_t *src, float *row) { rows.fill_u16(src, row, src_width, factor); });
 }
 
 }  // namespace oz

@@ -72,8 +72,7 @@ void build(float *buffer, uint16_t width, uint16_t height, Convert convert_row) 
 
 void create_buffer_for_bicubic_uint8(const uint8_t *src, float *buffer, uint16_t width,
                                      uint16_t height, bicubic_fill_u8_row fill) {
-    build(buffer, width, height,
-          [&](size_t r, float *dst) { fill(src + r * width, dst, width); });
+    build(buffer, width, height, [&](size_t r, float *dst) { fill(src + r * width, dst, width); });
 }
 
 void create_buffer_for_bicubic_uint16(const uint16_t *src, float *buffer, uint16_t width,

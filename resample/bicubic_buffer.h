@@ -31,7 +31,8 @@ inline size_t bicubic_buffer_floats(uint32_t width, uint32_t height) {
 
 // Floats to allocate for the rows the kernels keep (at most kBicubicRingRows), the slack included.
 inline size_t bicubic_ring_floats(uint32_t width, uint32_t height) {
-    const size_t rows = size_t(height) + 3 < kBicubicRingRows ? size_t(height) + 3 : kBicubicRingRows;
+    const size_t rows =
+        size_t(height) + 3 < kBicubicRingRows ? size_t(height) + 3 : kBicubicRingRows;
     return bicubic_buffer_stride(width) * rows + kBicubicBufferSlack;
 }
 
@@ -60,23 +61,29 @@ void bicubic_bottom_border(const float *row_hm1, const float *row_h, float *row_
 // The scale factor of the 16-bit samples: 1.0f divided by the unsigned integer 2^(shift mod 32).
 float bicubic_shift_factor(uint32_t shift);
 
-// Builds the buffer of a width x height plane (both 1 .. kBicubicMaxSource; the caller checks) row by
-// row, in order, on demand: convert(r, dst) writes source row r, converted, to dst (width floats).
-// With `ring` rows of storage (kBicubicRingRows, or height + 3 for the whole buffer; at most
-// height + 3 are used, as bicubic_ring_floats allocates) buffer row i is kept at storage row i mod ring; rows still needed are never overwritten as long as the reader asks
-// for rows in non-decreasing order, at most four at a time. Every sample gets the same inputs, in the
-// same order, as when the whole buffer is built at once. The slack after the storage is zeroed.
+// Builds the buffer of a width x height plane (both 1 .. kBicubicMaxSource; the caller checks) row
+// by row, in order, on demand: convert(r, dst) writes source row r, converted, to dst (width floats).
+// Buffer row i is kept at storage row i mod ring, with `ring` kBicubicRingRows (capped at height + 3,
+// as bicubic_ring_floats allocates) or height + 3 for the whole buffer. A row still needed is never
+// overwritten as long as the reader asks for rows in non-decreasing order, four at a time. Every
+// sample gets the same inputs, in the same order, as when the whole buffer is built at once. A ring
+// is cleared when made; the slack after the storage is zeroed.
 template <class Convert>
 class BicubicBufferRows {
   public:
     BicubicBufferRows(float *storage, uint32_t width, uint32_t height, uint32_t ring,
                       Convert convert)
-        : storage_(storage), stride_(bicubic_buffer_stride(width)), w_(width), h_(height),
-          ring_(ring < height + 3 ? ring : height + 3), convert_(convert) {
+        : storage_(storage),
+          stride_(bicubic_buffer_stride(width)),
+          w_(width),
+          h_(height),
+          ring_(ring < height + 3 ? ring : height + 3),
+          convert_(convert) {
         // A ring is cleared once: vector rows may read (and discard) past a row end into a row of
         // storage that is not built yet. The whole buffer only needs its slack cleared.
         const size_t keep = ring_ < height + 3 ? 0 : stride_ * ring_;
-        std::memset(storage + keep, 0, (stride_ * ring_ - keep + kBicubicBufferSlack) * sizeof(float));
+        std::memset(storage + keep, 0,
+                    (stride_ * ring_ - keep + kBicubicBufferSlack) * sizeof(float));
     }
 
     // Buffer row i (complete once ensure(i) has returned).
@@ -92,7 +99,8 @@ class BicubicBufferRows {
                     bicubic_top_border(row(0), row(1), row(2), w_);
                     done_ = 3;
                 } else {
-                    for (uint32_t i : {0u, 2u, 3u}) std::memcpy(row(i), row(1), stride_ * sizeof(float));
+                    for (uint32_t i : {0u, 2u, 3u})
+                        std::memcpy(row(i), row(1), stride_ * sizeof(float));
                     done_ = 4;
                 }
             } else if (done_ <= h_) {

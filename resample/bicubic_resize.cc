@@ -106,10 +106,11 @@ uint32_t bicubic_resize_f32_impl(const float *src, uint16_t src_height, uint16_t
     const uint32_t status =
         check_resize(src, src_height, src_width, dst, dst_height, dst_width, &nothing_to_do);
     if (status != kStatusDone || nothing_to_do) return status;
-    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](size_t r, float *row) {
-        // Float samples are copied unchanged, bit for bit.
-        std::memcpy(row, src + r * src_width, size_t(src_width) * sizeof(float));
-    });
+    return resize(src_height, src_width, dst, dst_height, dst_width, rows,
+                  [&](size_t r, float *row) {
+                      // Float samples are copied unchanged, bit for bit.
+                      std::memcpy(row, src + r * src_width, size_t(src_width) * sizeof(float));
+                  });
 }
 
 uint32_t bicubic_resize_u16_impl(const uint16_t *src, uint16_t src_height, uint16_t src_width,
@@ -120,9 +121,9 @@ uint32_t bicubic_resize_u16_impl(const uint16_t *src, uint16_t src_height, uint1
         check_resize(src, src_height, src_width, dst, dst_height, dst_width, &nothing_to_do);
     if (status != kStatusDone || nothing_to_do) return status;
     const float factor = bicubic_shift_factor(shift);
-    return resize(src_height, src_width, dst, dst_height, dst_width, rows, [&](size_t r, float *row) {
-        rows.fill_u16(src + r * src_width, row, src_width, factor);
-    });
+    return resize(
+        src_height, src_width, dst, dst_height, dst_width, rows,
+        [&](size_t r, float *row) { rows.fill_u16(src + r * src_width, row, src_width, factor); });
 }
 
 }  // namespace oz

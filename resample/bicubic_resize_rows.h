@@ -32,8 +32,8 @@ inline float bicubic_cubic_x(float p0, float p1, float p2, float p3, float tx, f
 //   ((r2 - r0) + ((r0 + r0 - r1 * 5) + (r2 * 4 - r3) + ((r1 - r2) * 3 + r3 - r0) * ty) * ty)
 //     * ty * 0.5 + r1
 inline float bicubic_cubic_y(float r0, float r1, float r2, float r3, float ty) {
-    return ((r2 - r0) + ((r0 + r0 - r1 * 5.0f) + (r2 * 4.0f - r3) + ((r1 - r2) * 3.0f + r3 - r0) * ty) *
-                            ty) *
+    return ((r2 - r0) +
+            ((r0 + r0 - r1 * 5.0f) + (r2 * 4.0f - r3) + ((r1 - r2) * 3.0f + r3 - r0) * ty) * ty) *
                ty * 0.5f +
            r1;
 }

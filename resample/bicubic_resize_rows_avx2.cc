@@ -83,7 +83,8 @@ void bicubic_resize_v_row_f32_u16p10_avx2(const float *r0, const float *r1, cons
         const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(lo, hi), 0xD8);
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + x), packed);
     }
-    if (x < n) bicubic_resize_v_row_f32_u16p10_c(r0 + x, r1 + x, r2 + x, r3 + x, ty, dst + x, n - x);
+    if (x < n)
+        bicubic_resize_v_row_f32_u16p10_c(r0 + x, r1 + x, r2 + x, r3 + x, ty, dst + x, n - x);
 }
 
 }  // namespace oz

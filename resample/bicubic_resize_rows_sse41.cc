@@ -93,7 +93,8 @@ void bicubic_resize_v_row_f32_u16p10_sse41(const float *r0, const float *r1, con
         const __m128i hi = vertical4(r0 + x + 4, r1 + x + 4, r2 + x + 4, r3 + x + 4, tyv);
         _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + x), _mm_packus_epi32(lo, hi));
     }
-    if (x < n) bicubic_resize_v_row_f32_u16p10_c(r0 + x, r1 + x, r2 + x, r3 + x, ty, dst + x, n - x);
+    if (x < n)
+        bicubic_resize_v_row_f32_u16p10_c(r0 + x, r1 + x, r2 + x, r3 + x, ty, dst + x, n - x);
 }
 
 }  // namespace oz

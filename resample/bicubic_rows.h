@@ -18,7 +18,9 @@
 //  - the value is clamped: -255.0 or less gives -255.0, 65535.0 or more gives 65535.0.
 // Since the patch columns of neighbouring cells overlap, M * P is computed once per buffer column
 // ("vertical coefficients" V_j, four rows of width + 3) and A[j][.] of a cell is M applied to
-// V_j[c .. c+3] — the same sums as per cell.
+// V_j[c .. c+3] — the same sums as per cell. The coefficients of a cell row are computed once and
+// serve every destination row in it; the padded buffer is built row by row just ahead of its use
+// (BicubicBufferRows), so only a few of its rows are kept.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +44,7 @@ struct bicubic_cell_coefs {
 using bicubic_basis_row = void (*)(const float *p0, const float *p1, const float *p2,
                                    const float *p3, float *c1, float *c2, float *c3, int n);
 
-// The same with p0 .. p3 = p, p + 1, p + 2, p + 3 (the horizontal products of one row; reads p[0 .. n + 2]).
+// The same with p0 .. p3 = p, p + 1, p + 2, p + 3: the products along one row (reads p[0 .. n + 2]).
 using bicubic_shift_basis_row = void (*)(const float *p, float *c1, float *c2, float *c3, int n);
 
 // Destination rows that lie in the same row of source cells (at most kBicubicBatchRows), evaluated
@@ -65,29 +67,29 @@ void bicubic_fill_row_u16_f32_c(const uint16_t *src, float *dst, int n, float sc
 void bicubic_basis_row_f32_c(const float *p0, const float *p1, const float *p2, const float *p3,
                              float *c1, float *c2, float *c3, int n);
 void bicubic_shift_basis_row_f32_c(const float *p, float *c1, float *c2, float *c3, int n);
-void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                             const float *tx1, const float *tx2, const float *tx3,
-                             const bicubic_dst_rows &rows, int begin, int end);
+void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell, const float *tx1,
+                            const float *tx2, const float *tx3, const bicubic_dst_rows &rows,
+                            int begin, int end);
 
 #ifdef OZ_HAS_BICUBIC_ROW_SSE41
 void bicubic_fill_row_u8_f32_sse41(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, float scale);
-void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
-                                 const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2, const float *p3,
+                                 float *c1, float *c2, float *c3, int n);
 void bicubic_shift_basis_row_f32_sse41(const float *p, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                                 const float *tx1, const float *tx2, const float *tx3,
-                                 const bicubic_dst_rows &rows, int begin, int end);
+                                const float *tx1, const float *tx2, const float *tx3,
+                                const bicubic_dst_rows &rows, int begin, int end);
 #endif
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
 void bicubic_fill_row_u8_f32_avx2(const uint8_t *src, float *dst, int n);
 void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float scale);
-void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
-                                const float *p3, float *c1, float *c2, float *c3, int n);
+void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2, const float *p3,
+                                float *c1, float *c2, float *c3, int n);
 void bicubic_shift_basis_row_f32_avx2(const float *p, float *c1, float *c2, float *c3, int n);
 void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                                const float *tx1, const float *tx2, const float *tx3,
-                                const bicubic_dst_rows &rows, int begin, int end);
+                               const float *tx1, const float *tx2, const float *tx3,
+                               const bicubic_dst_rows &rows, int begin, int end);
 #endif
 
 // The row table of one instruction set.

@@ -33,15 +33,17 @@ void bicubic_fill_row_u16_f32_avx2(const uint16_t *src, float *dst, int n, float
     if (i < n) bicubic_fill_row_u16_f32_c(src + i, dst + i, n - i, scale);
 }
 
-void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2,
-                                 const float *p3, float *c1, float *c2, float *c3, int n) {
-    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f), f25 = _mm256_set1_ps(2.5f);
+void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p2, const float *p3,
+                                float *c1, float *c2, float *c3, int n) {
+    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f),
+                 f25 = _mm256_set1_ps(2.5f);
     int k = 0;
     for (; k + 8 <= n; k += 8) {
-        const __m256 a = _mm256_loadu_ps(p0 + k), b = _mm256_loadu_ps(p1 + k), c = _mm256_loadu_ps(p2 + k),
-                     d = _mm256_loadu_ps(p3 + k);
+        const __m256 a = _mm256_loadu_ps(p0 + k), b = _mm256_loadu_ps(p1 + k),
+                     c = _mm256_loadu_ps(p2 + k), d = _mm256_loadu_ps(p3 + k);
         // Each product once; 2 p2 as p2 + p2 (the same value, bit for bit).
-        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c), hd = _mm256_mul_ps(half, d);
+        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c),
+                     hd = _mm256_mul_ps(half, d);
         _mm256_storeu_ps(c1 + k, _mm256_sub_ps(hc, ha));
         __m256 v = _mm256_sub_ps(a, _mm256_mul_ps(f25, b));
         v = _mm256_add_ps(v, _mm256_add_ps(c, c));
@@ -50,13 +52,15 @@ void bicubic_basis_row_f32_avx2(const float *p0, const float *p1, const float *p
         v = _mm256_sub_ps(v, _mm256_mul_ps(f15, c));
         _mm256_storeu_ps(c3 + k, _mm256_add_ps(v, hd));
     }
-    if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
+    if (k < n)
+        bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
-// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load, p[k + 8 .. k + 15],
-// must stay within p[0 .. n + 2].
+// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load,
+// p[k + 8 .. k + 15], must stay within p[0 .. n + 2].
 void bicubic_shift_basis_row_f32_avx2(const float *p, float *c1, float *c2, float *c3, int n) {
-    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f), f25 = _mm256_set1_ps(2.5f);
+    const __m256 half = _mm256_set1_ps(0.5f), f15 = _mm256_set1_ps(1.5f),
+                 f25 = _mm256_set1_ps(2.5f);
     int k = 0;
     __m256 lo = _mm256_setzero_ps();
     if (k + 13 <= n) lo = _mm256_loadu_ps(p);
@@ -68,7 +72,8 @@ void bicubic_shift_basis_row_f32_avx2(const float *p, float *c1, float *c2, floa
         const __m256 a = lo, b = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 4)),
                      c = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 8)),
                      d = _mm256_castsi256_ps(_mm256_alignr_epi8(m, l, 12));
-        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c), hd = _mm256_mul_ps(half, d);
+        const __m256 ha = _mm256_mul_ps(half, a), hc = _mm256_mul_ps(half, c),
+                     hd = _mm256_mul_ps(half, d);
         _mm256_storeu_ps(c1 + k, _mm256_sub_ps(hc, ha));
         __m256 v = _mm256_sub_ps(a, _mm256_mul_ps(f25, b));
         v = _mm256_add_ps(v, _mm256_add_ps(c, c));
@@ -109,8 +114,9 @@ void eval_batch(const bicubic_cell_coefs &coefs, const int32_t *cell, const floa
             bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, x + 8);
             continue;
         }
-        const __m256i idx = _mm256_sub_epi32(
-            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(cell + x)), _mm256_set1_epi32(base));
+        const __m256i idx =
+            _mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(cell + x)),
+                             _mm256_set1_epi32(base));
         const __m256 t1 = _mm256_loadu_ps(tx1 + x), t2 = _mm256_loadu_ps(tx2 + x),
                      t3 = _mm256_loadu_ps(tx3 + x);
         __m256 v[K];
@@ -148,10 +154,14 @@ void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *c
                                const float *tx1, const float *tx2, const float *tx3,
                                const bicubic_dst_rows &rows, int begin, int end) {
     switch (rows.count) {
-        case 1: return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        case 2: return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        case 3: return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        default: return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 1:
+            return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 2:
+            return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 3:
+            return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        default:
+            return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
     }
 }
 

@@ -26,9 +26,9 @@ void bicubic_shift_basis_row_f32_c(const float *p, float *c1, float *c2, float *
     bicubic_basis_row_f32_c(p, p + 1, p + 2, p + 3, c1, c2, c3, n);
 }
 
-void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell,
-                            const float *tx1, const float *tx2, const float *tx3,
-                            const bicubic_dst_rows &rows, int begin, int end) {
+void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell, const float *tx1,
+                            const float *tx2, const float *tx3, const bicubic_dst_rows &rows,
+                            int begin, int end) {
     const float *const *a = coefs.coef;
     for (int k = 0; k < rows.count; ++k) {
         const float *ty = rows.ty[k];
@@ -57,16 +57,16 @@ void bicubic_eval_row_f32_c(const bicubic_cell_coefs &coefs, const int32_t *cell
 
 const bicubic_rows &bicubic_rows_c() {
     static const bicubic_rows rows = {bicubic_fill_row_u8_f32_c, bicubic_fill_row_u16_f32_c,
-                                      bicubic_basis_row_f32_c,
-                                      bicubic_shift_basis_row_f32_c, bicubic_eval_row_f32_c};
+                                      bicubic_basis_row_f32_c, bicubic_shift_basis_row_f32_c,
+                                      bicubic_eval_row_f32_c};
     return rows;
 }
 
 #ifdef OZ_HAS_BICUBIC_ROW_SSE41
 const bicubic_rows &bicubic_rows_sse41() {
-    static const bicubic_rows rows = {bicubic_fill_row_u8_f32_sse41, bicubic_fill_row_u16_f32_sse41,
-                                      bicubic_basis_row_f32_sse41,
-                                      bicubic_shift_basis_row_f32_sse41, bicubic_eval_row_f32_sse41};
+    static const bicubic_rows rows = {
+        bicubic_fill_row_u8_f32_sse41, bicubic_fill_row_u16_f32_sse41, bicubic_basis_row_f32_sse41,
+        bicubic_shift_basis_row_f32_sse41, bicubic_eval_row_f32_sse41};
     return rows;
 }
 #endif
@@ -74,14 +74,14 @@ const bicubic_rows &bicubic_rows_sse41() {
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
 const bicubic_rows &bicubic_rows_avx2() {
     static const bicubic_rows rows = {bicubic_fill_row_u8_f32_avx2, bicubic_fill_row_u16_f32_avx2,
-                                      bicubic_basis_row_f32_avx2,
-                                      bicubic_shift_basis_row_f32_avx2, bicubic_eval_row_f32_avx2};
+                                      bicubic_basis_row_f32_avx2, bicubic_shift_basis_row_f32_avx2,
+                                      bicubic_eval_row_f32_avx2};
     return rows;
 }
 #endif
 
 const bicubic_rows &bicubic_rows_best() {
-    static const bicubic_rows &rows = [] () -> const bicubic_rows & {
+    static const bicubic_rows &rows = []() -> const bicubic_rows & {
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
         if (cpu_has_avx2()) return bicubic_rows_avx2();
 #endif

@@ -1,5 +1,5 @@
-// SSE4.1 rows of the bicubic upscaling to float: four independent outputs per vector, each lane in the
-// order of operations of the scalar rows; tails and irregular groups go to the scalar rows.
+// SSE4.1 rows of the bicubic upscaling to float: four independent outputs per vector, each lane in
+// the order of operations of the scalar rows; tails and irregular groups go to the scalar rows.
 #include "resample/bicubic_rows.h"
 
 #ifdef OZ_HAS_BICUBIC_ROW_SSE41
@@ -31,8 +31,8 @@ void bicubic_fill_row_u16_f32_sse41(const uint16_t *src, float *dst, int n, floa
     if (i < n) bicubic_fill_row_u16_f32_c(src + i, dst + i, n - i, scale);
 }
 
-void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2,
-                                  const float *p3, float *c1, float *c2, float *c3, int n) {
+void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *p2, const float *p3,
+                                 float *c1, float *c2, float *c3, int n) {
     const __m128 half = _mm_set1_ps(0.5f), f15 = _mm_set1_ps(1.5f), f25 = _mm_set1_ps(2.5f);
     int k = 0;
     for (; k + 4 <= n; k += 4) {
@@ -48,11 +48,12 @@ void bicubic_basis_row_f32_sse41(const float *p0, const float *p1, const float *
         v = _mm_sub_ps(v, _mm_mul_ps(f15, c));
         _mm_storeu_ps(c3 + k, _mm_add_ps(v, hd));
     }
-    if (k < n) bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
+    if (k < n)
+        bicubic_basis_row_f32_c(p0 + k, p1 + k, p2 + k, p3 + k, c1 + k, c2 + k, c3 + k, n - k);
 }
 
-// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load, p[k + 4 .. k + 7],
-// must stay within p[0 .. n + 2].
+// p0 .. p3 built from two loads per step instead of four overlapping ones; the next load,
+// p[k + 4 .. k + 7], must stay within p[0 .. n + 2].
 void bicubic_shift_basis_row_f32_sse41(const float *p, float *c1, float *c2, float *c3, int n) {
     const __m128 half = _mm_set1_ps(0.5f), f15 = _mm_set1_ps(1.5f), f25 = _mm_set1_ps(2.5f);
     int k = 0;
@@ -133,7 +134,8 @@ void eval_batch(const bicubic_cell_coefs &coefs, const int32_t *cell, const floa
                 v[k] = _mm_add_ps(v[k], _mm_mul_ps(_mm_mul_ps(c, tyv[k][j - 1]), t3));
         }
         // max(lo, v) and min(hi, v) return v when v is NaN, as the scalar comparisons do.
-        for (int k = 0; k < K; ++k) _mm_storeu_ps(rows.dst[k] + x, _mm_min_ps(hi, _mm_max_ps(lo, v[k])));
+        for (int k = 0; k < K; ++k)
+            _mm_storeu_ps(rows.dst[k] + x, _mm_min_ps(hi, _mm_max_ps(lo, v[k])));
     }
     if (x < end) bicubic_eval_row_f32_c(coefs, cell, tx1, tx2, tx3, rows, x, end);
 }
@@ -144,10 +146,14 @@ void bicubic_eval_row_f32_sse41(const bicubic_cell_coefs &coefs, const int32_t *
                                 const float *tx1, const float *tx2, const float *tx3,
                                 const bicubic_dst_rows &rows, int begin, int end) {
     switch (rows.count) {
-        case 1: return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        case 2: return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        case 3: return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
-        default: return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 1:
+            return eval_batch<1>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 2:
+            return eval_batch<2>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        case 3:
+            return eval_batch<3>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
+        default:
+            return eval_batch<4>(coefs, cell, tx1, tx2, tx3, rows, begin, end);
     }
 }
 

@@ -33,7 +33,8 @@ class Guarded {
         const size_t bytes = count * sizeof(T);
         const size_t data_pages = (bytes + page - 1) / page;
         total_ = (data_pages + 1) * page;
-        void *base = mmap(nullptr, total_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void *base =
+            mmap(nullptr, total_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (base == MAP_FAILED) std::abort();
         base_ = static_cast<uint8_t *>(base);
         if (mprotect(base_ + data_pages * page, page, PROT_NONE) != 0) std::abort();
@@ -82,8 +83,7 @@ const IsaCase kIsas[] = {
 class BicubicSimd : public ::testing::TestWithParam<IsaCase> {
   protected:
     void SetUp() override {
-        if (!cpu_supports(GetParam().isa))
-            GTEST_SKIP() << "this CPU has no " << GetParam().name;
+        if (!cpu_supports(GetParam().isa)) GTEST_SKIP() << "this CPU has no " << GetParam().name;
     }
     const bicubic_rows &rows() const { return GetParam().rows(); }
     const bicubic_resize_rows &resize_rows() const { return GetParam().resize_rows(); }
@@ -150,10 +150,12 @@ void check_upscale(std::mt19937 &rng, const bicubic_rows &opt, const UpscaleCase
     }
     uint32_t sc, so;
     if constexpr (sizeof(Sample) == 1) {
-        sc = bicubic_upscale_u8_impl(s.data(), dc.data(), k.sw, k.sh, k.dw, k.dh, k.planes, bicubic_rows_c());
+        sc = bicubic_upscale_u8_impl(s.data(), dc.data(), k.sw, k.sh, k.dw, k.dh, k.planes,
+                                     bicubic_rows_c());
         so = bicubic_upscale_u8_impl(s.data(), dopt.data(), k.sw, k.sh, k.dw, k.dh, k.planes, opt);
     } else {
-        sc = bicubic_upscale_u16_impl(s.data(), dc.data(), k.sw, k.sh, k.dw, k.dh, k.planes, bicubic_rows_c());
+        sc = bicubic_upscale_u16_impl(s.data(), dc.data(), k.sw, k.sh, k.dw, k.dh, k.planes,
+                                      bicubic_rows_c());
         so = bicubic_upscale_u16_impl(s.data(), dopt.data(), k.sw, k.sh, k.dw, k.dh, k.planes, opt);
     }
     ASSERT_EQ(sc, kStatusDone);
@@ -184,15 +186,16 @@ std::vector<ResizeCase> resize_cases() {
     for (int w : widths()) {
         // Destination widths around the vector widths, from sources up to 40 times wider.
         for (int sw : {w, 2 * w + 1, 3, 40 * w + 1})
-            cases.push_back({uint16_t(2 + k % 4), uint16_t(sw), uint16_t(2 + k % 3), uint16_t(w < 2 ? 2 : w)}),
+            cases.push_back(
+                {uint16_t(2 + k % 4), uint16_t(sw), uint16_t(2 + k % 3), uint16_t(w < 2 ? 2 : w)}),
                 ++k;
     }
-    cases.push_back({2, 2, 300, 1000});   // large upscale
-    cases.push_back({700, 3, 2, 2});      // extreme downscale
-    cases.push_back({5, 900, 4, 17});     // wide steps: gathered columns
-    cases.push_back({7, 40, 5, 17});      // steps of about 2.4: two windows
-    cases.push_back({1, 1, 3, 19});       // one source sample
-    cases.push_back({45, 67, 31, 45});    // downscale 1.5
+    cases.push_back({2, 2, 300, 1000});  // large upscale
+    cases.push_back({700, 3, 2, 2});     // extreme downscale
+    cases.push_back({5, 900, 4, 17});    // wide steps: gathered columns
+    cases.push_back({7, 40, 5, 17});     // steps of about 2.4: two windows
+    cases.push_back({1, 1, 3, 19});      // one source sample
+    cases.push_back({45, 67, 31, 45});   // downscale 1.5
     return cases;
 }
 
@@ -224,8 +227,9 @@ TEST_P(BicubicSimd, ResizeF32MatchesScalar) {
         ASSERT_EQ(bicubic_resize_f32_impl(src.get(), k.sh, k.sw, dc.get(), k.dh, k.dw,
                                           bicubic_resize_rows_c()),
                   kStatusDone);
-        ASSERT_EQ(bicubic_resize_f32_impl(src.get(), k.sh, k.sw, dopt.get(), k.dh, k.dw, resize_rows()),
-                  kStatusDone);
+        ASSERT_EQ(
+            bicubic_resize_f32_impl(src.get(), k.sh, k.sw, dopt.get(), k.dh, k.dw, resize_rows()),
+            kStatusDone);
         ASSERT_EQ(differing_bytes(dc, dopt), 0u)
             << k.sw << "x" << k.sh << " -> " << k.dw << "x" << k.dh;
     }
@@ -257,8 +261,9 @@ TEST_P(BicubicSimd, ResizeU16MatchesScalar) {
 // Finite values of every magnitude (no NaN inputs: which of two NaN operands propagates is not part
 // of the definition), with infinities, signed zeros and denormals.
 void random_row_floats(std::mt19937 &rng, float *s, size_t n) {
-    const float edges[] = {0.0f, -0.0f, std::numeric_limits<float>::denorm_min(), -1e-40f, 3e38f,
-                           -3e38f, std::numeric_limits<float>::infinity(), 65535.0f, -255.0f};
+    const float edges[] = {0.0f,   -0.0f,  std::numeric_limits<float>::denorm_min(), -1e-40f,
+                           3e38f,  -3e38f, std::numeric_limits<float>::infinity(),   65535.0f,
+                           -255.0f};
     std::uniform_real_distribution<float> value(-70000.0f, 70000.0f);
     for (size_t k = 0; k < n; ++k)
         s[k] = rng() % 16 == 0 ? edges[rng() % (sizeof edges / sizeof edges[0])] : value(rng);
@@ -305,11 +310,12 @@ TEST_P(BicubicSimd, BasisRowMatchesScalar) {
             c[0][q].fill_bytes(2);
             c[1][q].fill_bytes(3);
         }
-        bicubic_basis_row_f32_c(p0.get(), p1.get(), p2.get(), p3.get(), c[0][0].get(), c[0][1].get(),
-                                c[0][2].get(), n);
+        bicubic_basis_row_f32_c(p0.get(), p1.get(), p2.get(), p3.get(), c[0][0].get(),
+                                c[0][1].get(), c[0][2].get(), n);
         rows().basis(p0.get(), p1.get(), p2.get(), p3.get(), c[1][0].get(), c[1][1].get(),
                      c[1][2].get(), n);
-        for (int q = 0; q < 3; ++q) ASSERT_EQ(differing_bytes(c[0][q], c[1][q]), 0u) << "n " << n << " c" << q + 1;
+        for (int q = 0; q < 3; ++q)
+            ASSERT_EQ(differing_bytes(c[0][q], c[1][q]), 0u) << "n " << n << " c" << q + 1;
     }
 }
 
@@ -357,13 +363,15 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
                         r.ty[k][2] = ty * ty * ty;
                     }
                 }
-                bicubic_eval_row_f32_c(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[0], begin, n);
+                bicubic_eval_row_f32_c(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[0],
+                                       begin, n);
                 rows().eval(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[1], begin, n);
                 for (int k = 0; k < count; ++k) {
                     // The range is identical; before it both keep their sentinels.
                     const float *c = out[0][k]->get(), *o = out[1][k]->get();
                     ASSERT_EQ(std::memcmp(c + begin, o + begin, (n - begin) * sizeof(float)), 0)
-                        << "n " << n << " max step " << max_step << " rows " << count << " row " << k;
+                        << "n " << n << " max step " << max_step << " rows " << count << " row "
+                        << k;
                     for (int x = 0; x < 4 * begin; ++x) {
                         ASSERT_EQ(reinterpret_cast<const uint8_t *>(c)[x], 2);
                         ASSERT_EQ(reinterpret_cast<const uint8_t *>(o)[x], 3);
@@ -407,7 +415,8 @@ TEST_P(BicubicSimd, ResizeVerticalRowMatchesScalar) {
             Guarded<uint16_t> a(n), b(n);
             a.fill_bytes(2);
             b.fill_bytes(3);
-            bicubic_resize_v_row_f32_u16p10_c(r0.get(), r1.get(), r2.get(), r3.get(), ty, a.get(), n);
+            bicubic_resize_v_row_f32_u16p10_c(r0.get(), r1.get(), r2.get(), r3.get(), ty, a.get(),
+                                              n);
             resize_rows().vertical(r0.get(), r1.get(), r2.get(), r3.get(), ty, b.get(), n);
             ASSERT_EQ(differing_bytes(a, b), 0u) << "n " << n << " ty " << ty;
         }
@@ -441,9 +450,8 @@ TEST_P(BicubicSimd, Opt) {
     const uint8_t *s[1] = {s8.data()};
     float *d[1] = {up.data()};
     for (const bicubic_rows *r : {&bicubic_rows_c(), &rows()}) {
-        const double us = best_microseconds(repeat, [&] {
-            bicubic_upscale_u8_impl(s, d, 1920, 1080, 3840, 2160, 1, *r);
-        });
+        const double us = best_microseconds(
+            repeat, [&] { bicubic_upscale_u8_impl(s, d, 1920, 1080, 3840, 2160, 1, *r); });
         std::printf("upscale u8 1920x1080->3840x2160 %s: %.0f us\n",
                     r == &bicubic_rows_c() ? "c" : GetParam().name, us);
     }

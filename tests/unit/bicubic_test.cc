@@ -1,8 +1,8 @@
 // Bicubic kernels: the padded border buffer, the upscaling to float, the resize to u16p10 and the
-// bicubic upscaling of module shading tables — worked examples, invariants (constants stay constant,
-// ramps stay ramps), the driver against the per-sample definition, argument errors (nothing written),
-// the decisions on sizes of 1, oversized sources, null pointers and unknown flip modes, and the
-// release of everything on allocation failure.
+// bicubic upscaling of module shading tables. Worked examples, invariants (constants stay constant,
+// ramps stay ramps), the drivers against the per-sample definitions, argument errors (nothing
+// written), the decisions on sizes of 1, oversized sources, null pointers and unknown flip modes,
+// and the release of everything on allocation failure.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -39,12 +39,13 @@ TEST(BicubicBuffer, BorderRuleAndCornerOrder) {
     // each side depends on the corner computed before it.
     const std::vector<uint16_t> src = {1, 2, 4, 3, 7, 5};
     const float expected[5][6] = {
-        {1, -1, -3, 3, 9, 15},   {0, 1, 2, 4, 6, 8},    {-1, 3, 7, 5, 3, 1},
-        {-2, 5, 12, 6, 0, -6},   {-3, 7, 17, 7, -3, -13},
+        {1, -1, -3, 3, 9, 15}, {0, 1, 2, 4, 6, 8},      {-1, 3, 7, 5, 3, 1},
+        {-2, 5, 12, 6, 0, -6}, {-3, 7, 17, 7, -3, -13},
     };
     const std::vector<float> b = buffer_of_u16(src, 3, 2);
     for (int i = 0; i < 5; ++i)
-        for (int j = 0; j < 6; ++j) EXPECT_EQ(b[i * 6 + j], expected[i][j]) << "B[" << i << "][" << j << "]";
+        for (int j = 0; j < 6; ++j)
+            EXPECT_EQ(b[i * 6 + j], expected[i][j]) << "B[" << i << "][" << j << "]";
     for (size_t k = 30; k < b.size(); ++k) EXPECT_EQ(b[k], 0.0f) << "slack " << k;
 }
 
@@ -64,7 +65,7 @@ TEST(BicubicBuffer, ShiftScalesSamples) {
     const struct {
         uint32_t shift;
         float factor;
-    } cases[] = {{0, 1.0f}, {4, 1.0f / 16}, {11, 1.0f / 2048}, {31, 1.0f / 2147483648.0f},
+    } cases[] = {{0, 1.0f},  {4, 1.0f / 16}, {11, 1.0f / 2048}, {31, 1.0f / 2147483648.0f},
                  {32, 1.0f}, {36, 1.0f / 16}};
     const std::vector<uint16_t> src = {16, 32, 65535, 48};
     for (const auto &k : cases) {
@@ -78,7 +79,8 @@ TEST(BicubicBuffer, ShiftScalesSamples) {
 TEST(BicubicBuffer, SingleRowOrColumnIsRepeated) {
     // w == 1: every buffer row constant; h == 1: every buffer column constant.
     const std::vector<float> col = buffer_of_u16({5, 9, 20}, 1, 3);
-    const float rows[6] = {1, 5, 9, 20, 31, 42};  // top and bottom rows still extrapolate the column
+    const float rows[6] = {1,  5,  9,
+                           20, 31, 42};  // top and bottom rows still extrapolate the column
     for (int i = 0; i < 6; ++i)
         for (int j = 0; j < 4; ++j) EXPECT_EQ(col[i * 4 + j], rows[i]) << i << "," << j;
 
@@ -95,9 +97,10 @@ TEST(BicubicBuffer, SingleRowOrColumnIsRepeated) {
 
 // The per-sample definition, written independently of the rows: A = M P M^T with M applied as a
 // sparse matrix product (non-zero terms in ascending order), then the 16 terms j outer, i inner.
-float reference_sample(const std::vector<float> &b, size_t stride, int r, int c, float ty, float tx) {
-    static const float M[4][4] = {{0, 1, 0, 0}, {-0.5f, 0, 0.5f, 0}, {1, -2.5f, 2, -0.5f},
-                                  {-0.5f, 1.5f, -1.5f, 0.5f}};
+float reference_sample(const std::vector<float> &b, size_t stride, int r, int c, float ty,
+                       float tx) {
+    static const float M[4][4] = {
+        {0, 1, 0, 0}, {-0.5f, 0, 0.5f, 0}, {1, -2.5f, 2, -0.5f}, {-0.5f, 1.5f, -1.5f, 0.5f}};
     auto product = [](const float m[4], const float v[4]) {
         float s = 0;
         bool first = true;
@@ -122,7 +125,8 @@ float reference_sample(const std::vector<float> &b, size_t stride, int r, int c,
     const float txp[4] = {1, tx, tx * tx, tx * tx * tx};
     float v = 0;
     for (int j = 0; j < 4; ++j)
-        for (int i = 0; i < 4; ++i) v = (j == 0 && i == 0) ? A[0][0] : v + A[j][i] * typ[j] * txp[i];
+        for (int i = 0; i < 4; ++i)
+            v = (j == 0 && i == 0) ? A[0][0] : v + A[j][i] * typ[j] * txp[i];
     if (v <= -255.0f) v = -255.0f;
     if (v >= 65535.0f) v = 65535.0f;
     return v;
@@ -143,8 +147,8 @@ std::vector<float> reference_upscale(const std::vector<uint16_t> &src, uint16_t 
     return out;
 }
 
-uint32_t upscale16(const std::vector<uint16_t> &src, uint16_t sw, uint16_t sh, std::vector<float> &dst,
-                   uint16_t dw, uint16_t dh) {
+uint32_t upscale16(const std::vector<uint16_t> &src, uint16_t sw, uint16_t sh,
+                   std::vector<float> &dst, uint16_t dw, uint16_t dh) {
     dst.assign(size_t(dw) * dh, kCanaryF);
     const uint16_t *s[1] = {src.data()};
     float *d[1] = {dst.data()};
@@ -154,8 +158,9 @@ uint32_t upscale16(const std::vector<uint16_t> &src, uint16_t sw, uint16_t sh, s
 TEST(BicubicUpscale, DriverMatchesPerSampleDefinition) {
     const struct {
         uint16_t sw, sh, dw, dh;
-    } cases[] = {{2, 2, 3, 3}, {4, 3, 11, 7}, {7, 5, 7, 5}, {5, 6, 23, 17}, {3, 3, 64, 2 * 3 + 1},
-                 {9, 4, 10, 40}, {1, 5, 6, 12}, {6, 1, 13, 4}, {1, 1, 3, 2}, {16, 9, 37, 29}};
+    } cases[] = {{2, 2, 3, 3},          {4, 3, 11, 7},  {7, 5, 7, 5},  {5, 6, 23, 17},
+                 {3, 3, 64, 2 * 3 + 1}, {9, 4, 10, 40}, {1, 5, 6, 12}, {6, 1, 13, 4},
+                 {1, 1, 3, 2},          {16, 9, 37, 29}};
     std::mt19937 rng(7);
     for (const auto &k : cases) {
         std::vector<uint16_t> src(size_t(k.sw) * k.sh);
@@ -203,7 +208,8 @@ TEST(BicubicUpscale, ConstantsAndRampsArePreserved) {
         ASSERT_EQ(upscale16(flat, k.sw, k.sh, d, k.dw, k.dh), kStatusDone);
         for (float v : d) ASSERT_EQ(v, 777.0f);
         ASSERT_EQ(upscale16(ramp, k.sw, k.sh, d, k.dw, k.dh), kStatusDone);
-        const float fx = (float(k.sw) - 1) / (float(k.dw) - 1), fy = (float(k.sh) - 1) / (float(k.dh) - 1);
+        const float fx = (float(k.sw) - 1) / (float(k.dw) - 1),
+                    fy = (float(k.sh) - 1) / (float(k.dh) - 1);
         for (int y = 0; y < k.dh; ++y)
             for (int x = 0; x < k.dw; ++x)
                 EXPECT_NEAR(d[y * k.dw + x], 100 + 40 * (x * fx) + 25 * (y * fy), 1e-3)
@@ -274,13 +280,14 @@ TEST(BicubicUpscale, ArgumentErrorsWriteNothing) {
         {"no planes", nullptr, nullptr, 2, 2, 4, 4, 0, kStatusDone},
     };
     for (const auto &k : cases) {
-        EXPECT_EQ(image_bicubic_upscale_uint16_to_float(k.src, k.dst, k.sw, k.sh, k.dw, k.dh, k.planes),
-                  k.status)
+        EXPECT_EQ(
+            image_bicubic_upscale_uint16_to_float(k.src, k.dst, k.sw, k.sh, k.dw, k.dh, k.planes),
+            k.status)
             << k.what;
         const uint8_t *s8[2] = {reinterpret_cast<const uint8_t *>(k.src ? k.src[0] : nullptr),
                                 reinterpret_cast<const uint8_t *>(k.src ? k.src[1] : nullptr)};
-        EXPECT_EQ(image_bicubic_upscale_uint8_to_float(k.src ? s8 : nullptr, k.dst, k.sw, k.sh, k.dw,
-                                                       k.dh, k.planes),
+        EXPECT_EQ(image_bicubic_upscale_uint8_to_float(k.src ? s8 : nullptr, k.dst, k.sw, k.sh,
+                                                       k.dw, k.dh, k.planes),
                   k.status)
             << k.what;
         for (float v : d) ASSERT_EQ(v, kCanaryF) << k.what;
@@ -326,8 +333,8 @@ std::vector<uint16_t> reference_resize(const std::vector<float> &b, uint16_t sh,
     return out;
 }
 
-uint32_t resize_f(const std::vector<float> &src, uint16_t sh, uint16_t sw, std::vector<uint16_t> &dst,
-                  uint16_t dh, uint16_t dw) {
+uint32_t resize_f(const std::vector<float> &src, uint16_t sh, uint16_t sw,
+                  std::vector<uint16_t> &dst, uint16_t dh, uint16_t dw) {
     dst.assign(size_t(dw) * dh, kCanary16);
     return bicubic_resize_32f_to_u16p10(src.data(), sh, sw, dst.data(), dh, dw);
 }
@@ -352,7 +359,7 @@ TEST(BicubicResize, InterpolateWorkedValues) {
 TEST(BicubicResize, DriverMatchesPerSampleDefinition) {
     const struct {
         uint16_t sh, sw, dh, dw;
-    } cases[] = {{2, 2, 2, 2}, {4, 4, 2, 2}, {5, 7, 13, 3}, {9, 31, 4, 17}, {40, 3, 7, 33},
+    } cases[] = {{2, 2, 2, 2},   {4, 4, 2, 2}, {5, 7, 13, 3}, {9, 31, 4, 17},   {40, 3, 7, 33},
                  {3, 100, 3, 7}, {1, 6, 5, 9}, {6, 1, 2, 11}, {17, 23, 41, 37}, {64, 64, 5, 6}};
     std::mt19937 rng(11);
     std::uniform_real_distribution<float> value(-4.0f, 70.0f);
@@ -388,7 +395,8 @@ TEST(BicubicResize, WorkedExamples) {
     for (uint16_t v : d) ASSERT_EQ(v, 1536);
 
     // Corners of the destination are the corners of the source; 4 x 4 to 2 x 2 takes exactly them.
-    const std::vector<float> s = {1.25f, 2, 3, 4.5f, 5, 6, 7, 8, 9, 10, 11, 12, 13.75f, 14, 15, 16.1f};
+    const std::vector<float> s = {1.25f, 2,  3,  4.5f, 5,      6,  7,  8,
+                                  9,     10, 11, 12,   13.75f, 14, 15, 16.1f};
     ASSERT_EQ(resize_f(s, 4, 4, d, 2, 2), kStatusDone);
     EXPECT_EQ(d, (std::vector<uint16_t>{1280, 4608, 14080, uint16_t(16.1f * 1024)}));
     ASSERT_EQ(resize_f(s, 4, 4, d, 7, 5), kStatusDone);
@@ -417,7 +425,7 @@ TEST(BicubicResize, StoresLowSixteenBits) {
         {-1.5f, uint16_t(-1536)},      // negative: two's complement low bits
         {70.0f, uint16_t(70 * 1024)},  // 71680 wraps to 6144
         {63.999f, uint16_t(63.999f * 1024)},
-        {3e30f, 0},                    // not representable: INT32_MIN
+        {3e30f, 0},  // not representable: INT32_MIN
         {-3e30f, 0},
         {std::numeric_limits<float>::quiet_NaN(), 0},
         {std::numeric_limits<float>::infinity(), 0},
@@ -467,8 +475,8 @@ TEST(BicubicResize, ArgumentErrorsWriteNothing) {
     };
     for (const auto &k : cases) {
         uint16_t *out = k.null_dst ? nullptr : d.data();
-        EXPECT_EQ(bicubic_resize_32f_to_u16p10(k.null_src ? nullptr : src.data(), k.sh, k.sw, out, k.dh,
-                                               k.dw),
+        EXPECT_EQ(bicubic_resize_32f_to_u16p10(k.null_src ? nullptr : src.data(), k.sh, k.sw, out,
+                                               k.dh, k.dw),
                   k.status)
             << k.what;
         EXPECT_EQ(bicubic_resize_u16_to_u16(k.null_src ? nullptr : src16.data(), k.sh, k.sw, 3, out,
@@ -498,7 +506,8 @@ TEST(BicubicResize, AllocationFailureWritesNothing) {
 // ---- Bicubic upscaling of module shading tables ----
 
 // A calibration with one table per entry of fraction_bits, each of four w x h grids of random samples
-// (8-bit when fraction_bits <= 8). Moving a grid vector keeps its storage, so the pointers stay valid.
+// (8-bit when fraction_bits <= 8). Moving a grid vector keeps its storage, so the pointers stay
+// valid.
 struct Module {
     nvm_data nvm{};
     std::vector<nvm_lsc_table> tables;
@@ -573,10 +582,12 @@ TEST(BicubicShading, UpscaledPlanesAreTheKernelOutputAsGains) {
             const void *g = m.tables[t].channel_grids[c];
             if (t == 0) {
                 const uint8_t *s[1] = {static_cast<const uint8_t *>(g)};
-                ASSERT_EQ(image_bicubic_upscale_uint8_to_float(s, dst, 4, 3, 11, 7, 1), kStatusDone);
+                ASSERT_EQ(image_bicubic_upscale_uint8_to_float(s, dst, 4, 3, 11, 7, 1),
+                          kStatusDone);
             } else {
                 const uint16_t *s[1] = {static_cast<const uint16_t *>(g)};
-                ASSERT_EQ(image_bicubic_upscale_uint16_to_float(s, dst, 4, 3, 11, 7, 1), kStatusDone);
+                ASSERT_EQ(image_bicubic_upscale_uint16_to_float(s, dst, 4, 3, 11, 7, 1),
+                          kStatusDone);
             }
             const float d = t == 0 ? 256.0f : 512.0f;
             for (int y = 0; y < 7; ++y)
@@ -591,7 +602,8 @@ TEST(BicubicShading, HalfTurnOfTwoByTwo) {
     Tables r(compute_upscaled_lsc_tables_bicubic(2, 2, &m.nvm, 3));
     ASSERT_NE(r.t, nullptr);
     for (int c = 0; c < 4; ++c)
-        for (int k = 0; k < 4; ++k) EXPECT_EQ(r.t->tables[0][c * 4 + k], float(m.sample(0, c, 3 - k)) + 1.0f);
+        for (int k = 0; k < 4; ++k)
+            EXPECT_EQ(r.t->tables[0][c * 4 + k], float(m.sample(0, c, 3 - k)) + 1.0f);
 }
 
 TEST(BicubicShading, NoTables) {
@@ -637,8 +649,10 @@ TEST(BicubicShading, AllocationFailureReleasesEverything) {
     Module m(3, 4, {8, 11, 8});
     const SweepResult sweep = fault_sweep([&] {
         upscaled_lsc_tables *t = compute_upscaled_lsc_tables_bicubic(9, 10, &m.nvm, 1);
-        if (fault_injected()) EXPECT_EQ(t, nullptr);
-        else EXPECT_NE(t, nullptr);
+        if (fault_injected())
+            EXPECT_EQ(t, nullptr);
+        else
+            EXPECT_NE(t, nullptr);
         deinit_computed_upscale_lsc_tables(t);
     });
     // working planes, result, array, three blocks and one kernel buffer per table
