@@ -300,22 +300,34 @@ TEST_P(BicubicSimd, FillRowsMatchScalar) {
     }
 }
 
-TEST_P(BicubicSimd, BasisRowMatchesScalar) {
+TEST_P(BicubicSimd, BasisRowsMatchScalar) {
+    // Four separate rows (down the patch columns) and one row read at four offsets (along it, which
+    // reads p[0 .. n + 2] and no further).
     for (int n : widths()) {
-        Guarded<float> p0(n), p1(n), p2(n), p3(n);
-        for (Guarded<float> *p : {&p0, &p1, &p2, &p3}) random_row_floats(rng, p->get(), n);
-        Guarded<float> c[2][3] = {{Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)},
-                                  {Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)}};
-        for (int q = 0; q < 3; ++q) {
-            c[0][q].fill_bytes(2);
-            c[1][q].fill_bytes(3);
+        Guarded<float> p0(n), p1(n), p2(n), p3(n), row(size_t(n) + 3);
+        for (Guarded<float> *p : {&p0, &p1, &p2, &p3, &row})
+            random_row_floats(rng, p->get(), p->size());
+        for (bool shifted : {false, true}) {
+            Guarded<float> c[2][3] = {{Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)},
+                                      {Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)}};
+            for (int q = 0; q < 3; ++q) {
+                c[0][q].fill_bytes(2);
+                c[1][q].fill_bytes(3);
+            }
+            if (shifted) {
+                bicubic_shift_basis_row_f32_c(row.get(), c[0][0].get(), c[0][1].get(),
+                                              c[0][2].get(), n);
+                rows().shift_basis(row.get(), c[1][0].get(), c[1][1].get(), c[1][2].get(), n);
+            } else {
+                bicubic_basis_row_f32_c(p0.get(), p1.get(), p2.get(), p3.get(), c[0][0].get(),
+                                        c[0][1].get(), c[0][2].get(), n);
+                rows().basis(p0.get(), p1.get(), p2.get(), p3.get(), c[1][0].get(), c[1][1].get(),
+                             c[1][2].get(), n);
+            }
+            for (int q = 0; q < 3; ++q)
+                ASSERT_EQ(differing_bytes(c[0][q], c[1][q]), 0u)
+                    << "n " << n << (shifted ? " along" : " down") << " c" << q + 1;
         }
-        bicubic_basis_row_f32_c(p0.get(), p1.get(), p2.get(), p3.get(), c[0][0].get(),
-                                c[0][1].get(), c[0][2].get(), n);
-        rows().basis(p0.get(), p1.get(), p2.get(), p3.get(), c[1][0].get(), c[1][1].get(),
-                     c[1][2].get(), n);
-        for (int q = 0; q < 3; ++q)
-            ASSERT_EQ(differing_bytes(c[0][q], c[1][q]), 0u) << "n " << n << " c" << q + 1;
     }
 }
 
