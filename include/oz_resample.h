@@ -36,7 +36,8 @@ OZ_API uint32_t image_bicubic_upscale_uint16_to_float(const uint16_t *const *src
  * before width.
  *   src  in:  src_height rows of src_width floats, rows back to back
  *   dst  out: dst_height rows of dst_width u16p10 samples, rows back to back
- * Corners are aligned as for the upscaling kernels; downscaling is allowed. Returns 0 done (also
+ * Corners are aligned as for the upscaling kernels; downscaling is allowed; a source dimension of 1
+ * is extended by repetition as for the upscaling kernels. Returns 0 done (also
  * for an empty destination); 4 the working buffer could not be allocated; 32 (nothing written) for a
  * destination dimension of 1, a source dimension of 0 (with a non-empty destination) or above
  * 65532, or a null src or dst. */
