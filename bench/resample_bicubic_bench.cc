@@ -6,7 +6,7 @@
 // and is not counted as a peer. The semantics differ (corner-aligned mapping, border rule, output
 // format), so this compares equal work, not equal output.
 //
-// Defaults: 11 repetitions of at least 0.1 s each, randomly interleaved; the table at the end gives
+// Defaults: 21 repetitions of at least 0.2 s each, randomly interleaved; the table at the end gives
 // the median of each contender and the ratio ours / best peer. Any Google Benchmark flag overrides.
 #include <benchmark/benchmark.h>
 
@@ -183,8 +183,8 @@ int main(int argc, char **argv) {
     cv::setNumThreads(1);
 #endif
     std::vector<char *> args(argv, argv + argc);
-    static char reps[] = "--benchmark_repetitions=11";
-    static char min_time[] = "--benchmark_min_time=0.1";
+    static char reps[] = "--benchmark_repetitions=21";
+    static char min_time[] = "--benchmark_min_time=0.2";
     static char interleave[] = "--benchmark_enable_random_interleaving=true";
     static char aggregates[] = "--benchmark_report_aggregates_only=true";
     args.insert(args.begin() + 1, {reps, min_time, interleave, aggregates});
