@@ -52,7 +52,7 @@ test-tsan:
 # Long fuzzing runs: every target for FUZZ_SECONDS, corpora kept in the sanitizer build folder.
 fuzz: deps
 	$(MAKE) test-asan-build
-	cd $(ASAN_BUILD) && cmake -DOZ_FUZZ_SECONDS=$(FUZZ_SECONDS) . >/dev/null && ctest -L fuzz -V
+	cd $(ASAN_BUILD) && cmake -DOZ_FUZZ_SECONDS=$(FUZZ_SECONDS) . >/dev/null && ctest -L fuzz -j $(JOBS) -V
 
 test-asan-build:
 	cmake -S . -B $(ASAN_BUILD) -G Ninja -DOZ_WERROR=ON -DOZ_SANITIZE=address,undefined \
@@ -62,10 +62,10 @@ test-asan-build:
 # Line and branch coverage of the library (not the tests) with gcovr.
 coverage: deps
 	cmake -S . -B $(COV_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DOZ_BUILD_TOOLS=OFF \
-	      -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_C_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage \
+	      -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" -DCMAKE_C_FLAGS="--coverage -fprofile-update=atomic" -DCMAKE_EXE_LINKER_FLAGS=--coverage \
 	      -DCMAKE_SHARED_LINKER_FLAGS=--coverage $(CMAKE_FLAGS)
 	cmake --build $(COV_BUILD) -j $(JOBS)
-	cd $(COV_BUILD) && ctest -j $(JOBS) -LE memcheck >/dev/null || true
+	cd $(COV_BUILD) && ctest -LE memcheck >/dev/null || true
 	gcovr -r . $(COV_BUILD) --filter 'common/' --filter 'parser/' --filter 'records/' --filter 'lsc/' \
 	      --filter 'linalg/' --filter 'resample/' --exclude-unreachable-branches --exclude-throw-branches \
 	      --print-summary --txt $(COV_BUILD)/coverage.txt
