@@ -1,0 +1,320 @@
+// Dump of a cmc_data. Slot contents are read the way a caller reads them: record copies through the
+// record layouts, structures through their public definitions.
+#include "dump.h"
+
+#include <cstring>
+
+#include "container_json.h"
+#include "layouts.h"
+#include "oz_cmc.h"
+
+namespace ozcmc {
+namespace {
+
+enum class SlotKind { kEmpty, kRecord, kInto, kValues, kStructure, kDescriptor };
+
+struct SlotInfo {
+    const char *name;
+    SlotKind kind;
+    int owner;  // kInto: the owning slot
+};
+
+// The 70 slots: name, what they hold, and for pointers into a record copy the slot that owns it.
+constexpr SlotInfo kSlots[CMC_SLOT_COUNT] = {
+    {"text_record", SlotKind::kRecord, -1},       {"text", SlotKind::kInto, 0},
+    {"text_pair_count", SlotKind::kValues, -1},   {"text_pairs", SlotKind::kStructure, -1},
+    {"record2", SlotKind::kStructure, -1},        {"unused_5", SlotKind::kEmpty, -1},
+    {"unused_6", SlotKind::kEmpty, -1},           {"record5", SlotKind::kRecord, -1},
+    {"record6", SlotKind::kRecord, -1},           {"record6_values", SlotKind::kInto, 8},
+    {"record7", SlotKind::kRecord, -1},           {"record8", SlotKind::kRecord, -1},
+    {"record9", SlotKind::kRecord, -1},           {"lsc_legacy", SlotKind::kRecord, -1},
+    {"lsc_legacy_1", SlotKind::kInto, 13},        {"lsc_legacy_2", SlotKind::kInto, 13},
+    {"lsc_legacy_3", SlotKind::kInto, 13},        {"record13", SlotKind::kRecord, -1},
+    {"record13_array", SlotKind::kStructure, -1}, {"record13_values", SlotKind::kValues, -1},
+    {"record14", SlotKind::kRecord, -1},          {"record14_entries", SlotKind::kInto, 20},
+    {"record15", SlotKind::kRecord, -1},          {"record15_samples", SlotKind::kStructure, -1},
+    {"record15_flags", SlotKind::kStructure, -1}, {"record15_unused", SlotKind::kEmpty, -1},
+    {"record15_table_a", SlotKind::kInto, 22},    {"record15_table_b", SlotKind::kInto, 22},
+    {"record15_table_c", SlotKind::kInto, 22},    {"record15_table_d", SlotKind::kInto, 22},
+    {"record16", SlotKind::kRecord, -1},          {"record16_entries", SlotKind::kInto, 30},
+    {"record17", SlotKind::kRecord, -1},          {"record17_extension", SlotKind::kInto, 32},
+    {"record18", SlotKind::kRecord, -1},          {"record18_entries", SlotKind::kInto, 34},
+    {"record18_trailer", SlotKind::kInto, 34},    {"record19", SlotKind::kRecord, -1},
+    {"record19_table1", SlotKind::kInto, 37},     {"record19_table2", SlotKind::kInto, 37},
+    {"record20", SlotKind::kRecord, -1},          {"record20_table_header", SlotKind::kInto, 40},
+    {"record20_table", SlotKind::kInto, 40},      {"geometric_distortion", SlotKind::kStructure, -1},
+    {"record23", SlotKind::kRecord, -1},          {"record24", SlotKind::kStructure, -1},
+    {"record21", SlotKind::kRecord, -1},          {"record25", SlotKind::kRecord, -1},
+    {"record25_leading", SlotKind::kInto, 47},    {"record25_table", SlotKind::kStructure, -1},
+    {"record26", SlotKind::kStructure, -1},       {"record27", SlotKind::kStructure, -1},
+    {"phase_difference", SlotKind::kStructure, -1}, {"four_plane_grid", SlotKind::kStructure, -1},
+    {"lens_shading", SlotKind::kStructure, -1},   {"record31", SlotKind::kStructure, -1},
+    {"valid_area", SlotKind::kRecord, -1},        {"lens_shading_ratio", SlotKind::kStructure, -1},
+    {"record34", SlotKind::kStructure, -1},       {"pipe_compand", SlotKind::kStructure, -1},
+    {"pipe_decompand", SlotKind::kStructure, -1}, {"sensor_decompand", SlotKind::kStructure, -1},
+    {"record37", SlotKind::kRecord, -1},          {"record39", SlotKind::kRecord, -1},
+    {"cbd", SlotKind::kStructure, -1},            {"others", SlotKind::kStructure, -1},
+    {"block_settings", SlotKind::kStructure, -1}, {"record41", SlotKind::kStructure, -1},
+    {"record42", SlotKind::kStructure, -1},       {"container", SlotKind::kDescriptor, -1},
+};
+
+uint32_t u32_at(const void *p, size_t off) {
+    uint32_t v;
+    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, 4);
+    return v;
+}
+uint16_t u16_at(const void *p, size_t off) {
+    uint16_t v;
+    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, 2);
+    return v;
+}
+float f32_at(const void *p, size_t off) {
+    float v;
+    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, 4);
+    return v;
+}
+const void *ptr_at(const void *p, size_t off) {
+    const void *v;
+    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, sizeof v);
+    return v;
+}
+
+Json hex_of(const void *p, size_t n) { return to_hex(static_cast<const uint8_t *>(p), n); }
+
+Json header_json(const record_header &h) {
+    Json j = Json::object();
+    j["size"] = h.size;
+    j["version"] = h.version;
+    j["id"] = h.id;
+    return j;
+}
+
+// A record copy kept in a slot: its header and its fields by the record's layout.
+Json record_copy(const void *p) {
+    const uint32_t size = u32_at(p, 0);
+    Json j = unpack_record(static_cast<const uint8_t *>(p), size);
+    Json out = Json::object();
+    out["size"] = size;
+    for (auto &[k, v] : j.items()) out[k] = v;
+    return out;
+}
+
+Json u16_grid(const uint16_t *t, unsigned w, unsigned h) {
+    if (t == nullptr) return nullptr;
+    Json rows = Json::array();
+    for (unsigned r = 0; r < h; ++r) {
+        Json row = Json::array();
+        for (unsigned q = 0; q < w; ++q) row.push_back(t[size_t(r) * w + q]);
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+Json channel_map_json(const int8_t (&map)[4][4]) {
+    Json rows = Json::array();
+    for (const auto &row : map) {
+        Json r = Json::array();
+        for (int8_t v : row) r.push_back(v);
+        rows.push_back(std::move(r));
+    }
+    return rows;
+}
+
+// Lens shading (slot 54) and ratios (slot 57) share their shape; cells without a table are omitted.
+template <class Shading, class Entry>
+Json shading_json(const Shading *s, bool ratio) {
+    Json j = Json::object();
+    j["header"] = header_json(s->header);
+    j["channel_map"] = channel_map_json(s->channel_map);
+    j["num_light_sources"] = s->num_light_sources;
+    j["width"] = s->width;
+    j["height"] = s->height;
+    Json entries = Json::array();
+    for (unsigned i = 0; s->light_sources && i < s->num_light_sources; ++i) {
+        const Entry &e = s->light_sources[i];
+        Json ej = Json::object();
+        ej["light_source"] = e.light_source;
+        ej["params"] = {e.params[0], e.params[1], e.params[2], e.params[3]};
+        ej["fraction_bits"] = e.fraction_bits;
+        if constexpr (requires { e.nvm_source_index; }) ej["nvm_source_index"] = e.nvm_source_index;
+        Json cells = Json::array();
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c) {
+                if (e.tables[r][c] == nullptr) continue;
+                Json cell = Json::object();
+                cell["cell"] = {r, c};
+                cell["samples"] = u16_grid(e.tables[r][c], s->width, s->height);
+                cells.push_back(std::move(cell));
+            }
+        ej["tables"] = std::move(cells);
+        entries.push_back(std::move(ej));
+    }
+    j["light_sources"] = std::move(entries);
+    (void)ratio;
+    return j;
+}
+
+// The record-31 in-memory form (slot 55): header, count at 8, entry pointer at 16.
+Json record31_form(const void *p) {
+    Json j = Json::object();
+    j["size"] = u32_at(p, 0);
+    j["num_entries"] = u32_at(p, 8);
+    const uint8_t *entry = static_cast<const uint8_t *>(ptr_at(p, 16));
+    Json entries = Json::array();
+    for (uint32_t i = 0; entry && i < u32_at(p, 8); ++i, entry += 72) {
+        Json e = Json::object();
+        e["value_0"] = u32_at(entry, 0);
+        e["value_1"] = f32_at(entry, 4);
+        e["value_2"] = f32_at(entry, 8);
+        e["value_3"] = f32_at(entry, 12);
+        e["value_4"] = f32_at(entry, 24);
+        e["value_5"] = f32_at(entry, 28);
+        entries.push_back(std::move(e));
+    }
+    j["entries"] = std::move(entries);
+    return j;
+}
+
+// The record-34 in-memory form (slot 58): entries of 40 bytes with pointers to their tables.
+Json record34_form(const void *p) {
+    Json j = Json::object();
+    j["size"] = u32_at(p, 0);
+    j["version"] = static_cast<const uint8_t *>(p)[4];
+    const uint32_t count = u32_at(p, 8);
+    j["num_entries"] = count;
+    const uint8_t *entry = static_cast<const uint8_t *>(ptr_at(p, 16));
+    Json entries = Json::array();
+    for (uint32_t i = 0; entry && i < count && i < 4; ++i, entry += 40) {
+        Json e = Json::object();
+        e["source"] = u32_at(entry, 0);
+        e["value"] = u32_at(entry, 4);
+        const uint32_t b = u32_at(entry, 8), a = u32_at(entry, 12);
+        e["first_table_count"] = b;
+        e["second_table_count"] = a;
+        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 16))) {
+            Json items = Json::array();
+            for (uint32_t k = 0; k < b; ++k, t += 32)
+                items.push_back({{"value_0", f32_at(t, 0)}, {"value_1", f32_at(t, 4)}, {"bytes_8", hex_of(t + 8, 20)}});
+            e["first_table"] = std::move(items);
+        }
+        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 24))) {
+            Json items = Json::array();
+            for (uint32_t k = 0; k < a; ++k, t += 8) items.push_back({f32_at(t, 0), u32_at(t, 4)});
+            e["second_table"] = std::move(items);
+        }
+        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 32)))
+            e["block"] = {u16_at(t, 0), u16_at(t, 2), u16_at(t, 4), u16_at(t, 6)};
+        entries.push_back(std::move(e));
+    }
+    j["entries"] = std::move(entries);
+    return j;
+}
+
+Json others_json(const others_data *o) {
+    Json j = Json::object();
+    j["first_value"] = o->first_value;
+    j["entry_count"] = o->entry_count;
+    j["trailing_value"] = o->trailing_value;
+    Json entries = Json::array();
+    for (uint32_t i = 0; i < o->entry_count && i < 16; ++i) entries.push_back(hex_of(o->entries[i], 8));
+    j["entries"] = std::move(entries);
+    return j;
+}
+
+// Which owning slot a non-owning pointer points into, and where.
+Json into_json(const cmc_data *cmc, int slot, int owner) {
+    Json j = Json::object();
+    j["into_slot"] = owner;
+    const void *base = cmc->slot[owner];
+    if (base != nullptr) {
+        const uint32_t size = u32_at(base, 0);
+        const auto *b = static_cast<const uint8_t *>(base);
+        const auto *p = static_cast<const uint8_t *>(cmc->slot[slot]);
+        if (p >= b && p <= b + size) j["at_byte"] = size_t(p - b);
+    }
+    return j;
+}
+
+Json structure_json(const cmc_data *cmc, int slot) {
+    const void *p = cmc->slot[slot];
+    switch (slot) {
+        case CMC_SLOT_TEXT_PAIRS: {
+            Json pairs = Json::array();
+            const auto *t = static_cast<const cmc_text_pair *>(p);
+            const uint16_t n = u16_at(&cmc->slot[CMC_SLOT_TEXT_PAIR_COUNT], 0);
+            for (uint16_t i = 0; i < n; ++i) pairs.push_back({{"key", t[i].key}, {"value", t[i].value}});
+            return pairs;
+        }
+        case CMC_SLOT_RECORD2: {
+            // The structure's byte k is the record's byte k; every field of the newest version is there.
+            Json fields = Json::object();
+            Codec c = Codec::reader(static_cast<const uint8_t *>(p), 36, 8, fields);
+            describe_payload(2, 103, c);
+            fields["header"] = header_json(*static_cast<const record_header *>(p));
+            return fields;
+        }
+        case CMC_SLOT_RECORD13_ARRAY: {
+            const uint32_t n = u16_at(cmc->slot[CMC_SLOT_RECORD13], 70);
+            Json a = Json::array();
+            for (uint32_t i = 0; i < n; ++i) a.push_back(u16_at(p, 2 * i));
+            return a;
+        }
+        case CMC_SLOT_LENS_SHADING:
+            return shading_json<cmc_lens_shading4x4, cmc_lens_shading_light_source>(
+                static_cast<const cmc_lens_shading4x4 *>(p), false);
+        case CMC_SLOT_LENS_SHADING_RATIO:
+            return shading_json<cmc_lens_shading_ratio, cmc_lens_shading_ratio_light_source>(
+                static_cast<const cmc_lens_shading_ratio *>(p), true);
+        case CMC_SLOT_RECORD31: return record31_form(p);
+        case CMC_SLOT_RECORD34: return record34_form(p);
+        case CMC_SLOT_OTHERS: return others_json(static_cast<const others_data *>(p));
+        case CMC_SLOT_RECORD26: {
+            Json j = Json::object();
+            j["header"] = header_json(*static_cast<const record_header *>(p));
+            Json words = Json::array();
+            for (int i = 2; i < 16; ++i) words.push_back(f32_at(p, 4 * size_t(i)));
+            j["floats"] = std::move(words);
+            return j;
+        }
+        case CMC_SLOT_RECORD41: return {{"bytes", hex_of(p, 28)}};
+        case CMC_SLOT_RECORD42: return {{"bytes", hex_of(p, 276)}};
+        default:
+            return {{"note", "structure not expanded by this build of ozcmc"}};
+    }
+}
+
+}  // namespace
+
+Json dump_result(const cmc_data *cmc) {
+    Json slots = Json::array();
+    for (int i = 0; i < CMC_SLOT_COUNT; ++i) {
+        const SlotInfo &info = kSlots[i];
+        Json s = Json::object();
+        s["slot"] = i;
+        s["name"] = info.name;
+        const void *p = cmc->slot[i];
+        if (info.kind == SlotKind::kValues) {
+            Json values = Json::array();
+            const int n = i == CMC_SLOT_TEXT_PAIR_COUNT ? 1 : 4;
+            for (int k = 0; k < n; ++k) values.push_back(u16_at(&cmc->slot[i], 2 * size_t(k)));
+            s["values"] = std::move(values);
+        } else if (p == nullptr) {
+            s["empty"] = true;
+        } else if (info.kind == SlotKind::kRecord) {
+            s["record"] = record_copy(p);
+        } else if (info.kind == SlotKind::kInto) {
+            s["pointer"] = into_json(cmc, i, info.owner);
+            if (i == CMC_SLOT_TEXT) s["text"] = static_cast<const char *>(p);
+        } else if (info.kind == SlotKind::kDescriptor) {
+            s["descriptor"] = {{"size", static_cast<const binary_data *>(p)->size}};
+        } else {
+            s["structure"] = structure_json(cmc, i);
+        }
+        slots.push_back(std::move(s));
+    }
+    Json j = Json::object();
+    j["slots"] = std::move(slots);
+    return j;
+}
+
+}  // namespace ozcmc
