@@ -62,7 +62,7 @@ bool Codec::has(const char *name, size_t width) const {
 }
 
 void Codec::fail(const std::string &what) const {
-    throw CodecError(path_.empty() ? what : path_ + ": " + what);
+    throw CodecError(path_ + what);  // path_ is empty or ends with '.'; `what` starts with the field
 }
 
 const Json &Codec::field(const char *name) const {

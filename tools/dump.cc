@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "container_json.h"
+#include "json_text.h"
 #include "layouts.h"
 #include "oz_cmc.h"
 
@@ -315,6 +316,31 @@ Json dump_result(const cmc_data *cmc) {
     Json j = Json::object();
     j["slots"] = std::move(slots);
     return j;
+}
+
+std::string dump_text(const Json &dump) {
+    std::string out, empty;
+    for (const Json &s : dump.at("slots")) {
+        const std::string head = "slot " + std::to_string(s.at("slot").get<int>()) + " " + s.at("name").get<std::string>();
+        if (s.contains("empty")) {
+            empty += (empty.empty() ? "" : " ") + std::to_string(s.at("slot").get<int>());
+            continue;
+        }
+        Json body = s;
+        body.erase("slot");
+        body.erase("name");
+        out += head + ":\n";
+        std::string text = to_text(body);
+        size_t at = 0;
+        while (at < text.size()) {
+            size_t nl = text.find('\n', at);
+            if (nl == std::string::npos) nl = text.size();
+            out += "  " + text.substr(at, nl - at) + "\n";
+            at = nl + 1;
+        }
+    }
+    out += "empty slots: " + (empty.empty() ? std::string("none") : empty) + "\n";
+    return out;
 }
 
 }  // namespace ozcmc

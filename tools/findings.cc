@@ -144,7 +144,8 @@ Analysis analyse(const Bytes &container, const Bytes *calibration) {
     Analysis a;
     Findings &f = a.findings;
     f.size = uint32_t(container.size());
-    binary_data desc{container.data(), uint32_t(container.size())};
+    a.descriptor = std::make_unique<binary_data>(binary_data{container.data(), uint32_t(container.size())});
+    const binary_data &desc = *a.descriptor;
     binary_data cal{};
     if (calibration) {
         cal = {calibration->data(), uint32_t(calibration->size())};

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -58,15 +59,19 @@ struct Findings {
 struct Analysis {
     Findings findings;
     cmc_data *result = nullptr;
+    // The container descriptor that slot 69 of the result points to.
+    std::unique_ptr<binary_data> descriptor;
     Analysis() = default;
     Analysis(const Analysis &) = delete;
     Analysis &operator=(const Analysis &) = delete;
-    Analysis(Analysis &&other) noexcept : findings(std::move(other.findings)), result(other.result) {
+    Analysis(Analysis &&other) noexcept
+        : findings(std::move(other.findings)), result(other.result), descriptor(std::move(other.descriptor)) {
         other.result = nullptr;
     }
     Analysis &operator=(Analysis &&other) noexcept {
         std::swap(findings, other.findings);
         std::swap(result, other.result);
+        std::swap(descriptor, other.descriptor);
         return *this;
     }
     ~Analysis();

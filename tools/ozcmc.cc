@@ -126,7 +126,7 @@ int run_dump(const std::string &file, const std::string &nvm, bool json) {
     if (l.analysis.result == nullptr)
         throw Failure(file + ": the container is refused; run `ozcmc info` for the reason");
     Json d = dump_result(l.analysis.result);
-    write_output("-", json ? to_readable_json(d) : to_text(d));
+    write_output("-", json ? to_readable_json(d) : dump_text(d));
     return kExitOk;
 }
 
