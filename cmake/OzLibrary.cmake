@@ -6,6 +6,14 @@
 #   oz_cmc_internal a static library with every internal symbol reachable, for the tool and benchmarks
 #   oz_cmc_faultsim the same static library with the fault-injecting heap, for the tests
 
+# Shared libraries resolve every symbol at link time, except in sanitizer builds, where clang's
+# runtime lives in the executable.
+if(OZ_SANITIZE)
+  set(OZ_NO_UNDEFINED "")
+else()
+  set(OZ_NO_UNDEFINED -Wl,--no-undefined)
+endif()
+
 set(OZ_LIBRARY_FLAGS -fno-exceptions -fno-rtti -fvisibility=hidden -fvisibility-inlines-hidden)
 set(OZ_LIBRARY_INCLUDES
     ${PROJECT_SOURCE_DIR}/include
@@ -48,7 +56,7 @@ function(oz_finish_library)
       OUTPUT_NAME oz_cmc_parser VERSION ${PROJECT_VERSION} SOVERSION 1
       LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/liboz_cmc_parser.map)
   target_link_options(oz_cmc_parser PRIVATE
-      -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/liboz_cmc_parser.map -Wl,--no-undefined)
+      -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/liboz_cmc_parser.map ${OZ_NO_UNDEFINED})
   target_include_directories(oz_cmc_parser PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
   target_link_libraries(oz_cmc_parser PUBLIC oz_log oz_kovb oz_nvm)
