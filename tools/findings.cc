@@ -193,11 +193,15 @@ Analysis analyse(const Bytes &container, const Bytes *calibration) {
             it = by_offset.find(e.offset);
         }
         RecordFinding &r = f.records[it->second];
-        // The others record is skipped by the walk (id 722 is not a characterization record) and then
-        // decoded by its own call: the decode supersedes the skip.
-        if (e.kind != DiagKind::kRecordSkipped || r.events.empty()) r.events.push_back(e);
+        r.events.push_back(e);
     }
-    for (RecordFinding &r : f.records) r.status = status_of(r);
+    for (RecordFinding &r : f.records) {
+        r.status = status_of(r);
+        // The others record is skipped by the walk (its id is not a characterization record) and then
+        // decoded by its own call: the decode supersedes the skip.
+        if (r.status == "decoded")
+            std::erase_if(r.events, [](const Event &e) { return e.kind == DiagKind::kRecordSkipped; });
+    }
 
     if (a.result) {
         const cmc_data *cmc = a.result;
@@ -259,14 +263,22 @@ std::string findings_text(const Findings &f) {
     for (const RecordFinding &r : f.records) {
         std::snprintf(buf, sizeof buf, "  %8u  %4u  %3u  %9u  ", r.offset, r.id, r.version, r.size);
         s += buf;
+        // The headline follows the record's status; every other report is a note below it.
         std::string head;
         std::vector<std::string> notes;
+        const DiagKind headline = r.status == "refused"   ? DiagKind::kRecordRefused
+                                  : r.status == "decoded" ? DiagKind::kRecordDecoded
+                                  : r.status == "ignored" ? DiagKind::kRecordIgnored
+                                                          : DiagKind::kRecordSkipped;
         for (const Event &e : r.events) {
-            if (e.kind == DiagKind::kRecordDecoded && head.empty()) head = e.what;
-            else if (e.kind == DiagKind::kRecordRefused) head = "REFUSED: " + event_text(e);
-            else if (e.kind == DiagKind::kRecordSkipped && head.empty()) head = "skipped: " + e.what;
-            else if (e.kind == DiagKind::kRecordIgnored && head.empty()) head = "ignored: " + e.what;
-            else notes.push_back(std::string(kind_name(e.kind)) + ": " + event_text(e));
+            if (e.kind == headline && head.empty()) {
+                head = e.kind == DiagKind::kRecordRefused   ? "REFUSED: " + event_text(e)
+                       : e.kind == DiagKind::kRecordDecoded ? e.what
+                       : e.kind == DiagKind::kRecordIgnored ? "ignored: " + e.what
+                                                            : "skipped: " + e.what;
+            } else {
+                notes.push_back(std::string(kind_name(e.kind)) + ": " + event_text(e));
+            }
         }
         if (head.empty()) head = "(no report from its decoder)";
         s += head + "\n";

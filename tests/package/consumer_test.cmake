@@ -22,15 +22,22 @@ foreach(f lib/liboz_cmc_parser.so lib/liboz_cmc_parser.so.1 lib/liboz_log.so.1 l
   endif()
 endforeach()
 
+# A sanitized library needs the sanitizer runtime from the program; clang links its C++ parts (the
+# library is C++) only when asked.
 set(flags "")
+set(link_flags "")
 if(SANITIZE)
   set(flags "-fsanitize=${SANITIZE}")
+  set(link_flags "${flags}")
+  if(C_COMPILER MATCHES "clang")
+    string(APPEND link_flags " -fsanitize-link-c++-runtime -lstdc++")
+  endif()
 endif()
 
 # 1. CMake package.
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/cmake -G ${GENERATOR}
     -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_PREFIX_PATH=${prefix} "-DCMAKE_C_FLAGS=${flags}"
-    "-DCMAKE_EXE_LINKER_FLAGS=${flags}")
+    "-DCMAKE_EXE_LINKER_FLAGS=${link_flags}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake)
 run(${WORK_DIR}/cmake/oz_consumer ${EXAMPLE})
 if(NOT run_out MATCHES "filled slots: [1-9]")
@@ -47,7 +54,8 @@ set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
 run(${PKG_CONFIG} --cflags --libs oz_cmc_parser)
 string(STRIP "${run_out}" pc_flags)
 separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
-run(${C_COMPILER} -std=c99 ${flags} ${SOURCE_DIR}/tests/package/consumer/main.c ${pc_flags}
+separate_arguments(link_list UNIX_COMMAND "${link_flags}")
+run(${C_COMPILER} -std=c99 ${link_list} ${SOURCE_DIR}/tests/package/consumer/main.c ${pc_flags}
     -Wl,-rpath,${prefix}/lib -o ${WORK_DIR}/pc_consumer)
 run(${WORK_DIR}/pc_consumer ${EXAMPLE})
 if(NOT run_out MATCHES "filled slots: [1-9]")
