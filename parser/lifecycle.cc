@@ -6,6 +6,7 @@
 #include "oz_nvm.h"
 #include "parser/container.h"
 #include "parser/parser.h"
+#include "parser/synth_record34.h"
 #include "records/decode.h"
 #include "records/slots.h"
 
@@ -67,6 +68,7 @@ cmc_data *parse_container(const binary_data *container, const binary_data *calib
     });
 
     if (nvm != nullptr) oz_nvm_deinit(nvm);
+    synthesize_record34(cmc, diag);
     return cmc;
 }
 

@@ -22,6 +22,29 @@ namespace {
 DecoderFn decoder_for(uint16_t id) {
     switch (id) {
         case 1: return decode_record_1_text;
+        case 2: return decode_record_2_frame_info;
+        case 3: return decode_record_3_fixed_point;
+        case 5: return decode_record_5_plain;
+        case 6: return decode_record_6_sections;
+        case 7: return decode_record_7_plain;
+        case 8: return decode_record_8_plain;
+        case 9: return decode_record_9_container;
+        case 13: return decode_record_13_array_values;
+        case 14: return decode_record_14_stepped_table;
+        case 15: return decode_record_15_tables;
+        case 16: return decode_record_16_entries;
+        case 17: return decode_record_17_orientation;
+        case 18: return decode_record_18_entries;
+        case 19: return decode_record_19_response_tables;
+        case 20: return decode_record_20_response_values;
+        case 21: return decode_record_21_plain;
+        case 23: return decode_record_23_plain;
+        case 24: return decode_record_24_entries;
+        case 25: return decode_record_25_entry_table;
+        case 26: return decode_record_26_float_groups;
+        case 27: return decode_record_27_planes;
+        case 31: return decode_record_31_container;
+        case 34: return decode_record_34_response_curve;
         default: return nullptr;
     }
 }

@@ -8,4 +8,40 @@ namespace oz {
 // Text record (records/text.cc).
 uint32_t decode_record_1_text(RecordCopy &rec, DecodeContext &ctx);
 
+// General records kept in place or copied (records/plain.cc).
+uint32_t decode_record_2_frame_info(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_5_plain(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_6_sections(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_7_plain(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_8_plain(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_13_array_values(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_14_stepped_table(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_16_entries(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_17_orientation(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_18_entries(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_19_response_tables(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_20_response_values(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_21_plain(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_23_plain(RecordCopy &rec, DecodeContext &ctx);
+
+// General records decoded by the container library, and record 3 converted to record 31's form
+// (records/container_decoded.cc).
+uint32_t decode_record_3_fixed_point(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_9_container(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_31_container(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_34_response_curve(RecordCopy &rec, DecodeContext &ctx);
+
+// General records with built tables (records/built_tables.cc), and the release routines of the
+// nested slots they fill (rows of the release order in records/slots.cc).
+uint32_t decode_record_15_tables(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_24_entries(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_25_entry_table(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_26_float_groups(RecordCopy &rec, DecodeContext &ctx);
+uint32_t decode_record_27_planes(RecordCopy &rec, DecodeContext &ctx);
+void release_record15_samples(cmc_data *cmc, int slot);  // slot 23
+void release_record15_flags(cmc_data *cmc, int slot);    // slot 24
+void release_record24(cmc_data *cmc, int slot);          // slot 45
+void release_record25(cmc_data *cmc, int slot);          // slot 47, with slot 49 first
+void release_record27(cmc_data *cmc, int slot);          // slot 51
+
 }  // namespace oz

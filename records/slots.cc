@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "common/heap.h"
+#include "records/decoders.h"
 
 namespace oz {
 namespace {
@@ -38,8 +39,8 @@ constexpr SlotRelease kReleaseOrder[] = {
     {CMC_SLOT_RECORD13, release_block},              // 17  id 13
     {CMC_SLOT_RECORD13_ARRAY, release_block},        // 18  id 13: array copy
     {CMC_SLOT_RECORD14, release_block},              // 20  id 14
-    {CMC_SLOT_RECORD15_SAMPLES, release_block},      // 23  id 15: sample table (nested)
-    {CMC_SLOT_RECORD15_FLAGS, release_block},        // 24  id 15: flag block (nested)
+    {CMC_SLOT_RECORD15_SAMPLES, release_record15_samples}, // 23  id 15: sample table (nested)
+    {CMC_SLOT_RECORD15_FLAGS, release_record15_flags}, // 24  id 15: flag block (nested)
     {CMC_SLOT_RECORD15, release_block},              // 22  id 15
     {CMC_SLOT_RECORD16, release_block},              // 30  id 16
     {CMC_SLOT_RECORD17, release_block},              // 32  id 17
@@ -48,11 +49,11 @@ constexpr SlotRelease kReleaseOrder[] = {
     {CMC_SLOT_RECORD20, release_block},              // 40  id 20
     {CMC_SLOT_GEOMETRIC_DISTORTION, release_block},  // 43  id 22: cmc_geometric_distortion2 (nested)
     {CMC_SLOT_RECORD23, release_block},              // 44  id 23
-    {CMC_SLOT_RECORD24, release_block},              // 45  id 24: structure (nested)
+    {CMC_SLOT_RECORD24, release_record24},           // 45  id 24: structure (nested)
     {CMC_SLOT_RECORD21, release_block},              // 46  id 21
-    {CMC_SLOT_RECORD25, release_block},              // 47  id 25: table (slot 49), then record
+    {CMC_SLOT_RECORD25, release_record25},           // 47  id 25: table (slot 49), then record
     {CMC_SLOT_RECORD26, release_block},              // 50  id 26
-    {CMC_SLOT_RECORD27, release_block},              // 51  id 27: structure (nested)
+    {CMC_SLOT_RECORD27, release_record27},           // 51  id 27: structure (nested)
     {CMC_SLOT_PHASE_DIFFERENCE, release_block},      // 52  id 30: cmc_phase_difference (nested)
     {CMC_SLOT_FOUR_PLANE_GRID, release_block},       // 53  id 29: cmc_four_plane_grid (nested)
     {CMC_SLOT_LENS_SHADING, release_block},          // 54  id 10/28: cmc_lens_shading4x4 (nested)
