@@ -100,15 +100,15 @@ def container():
                   {"key": "lens", "value": "f/1.8 4.2 mm"},
                   {"key": "tool", "value": "ozcal 3.2"}]}, trailing="00" * 3))
     # Record 2: frame 4000 x 3000, RGGB (cfa_pattern 1).
-    recs.append(record(2, 103, {"frame_width": 4000, "frame_height": 3000, "default_value": 64,
-                                "cfa_pattern": 1, "value_16": 64, "block_18": hexbytes(16, 2),
-                                "value_34": 64}, trailing="00" * 4))
+    recs.append(record(2, 103, {"frame_width": 4000, "frame_height": 3000, "base_value": 64,
+                                "cfa_pattern": 1, "value_v101": 64, "opaque_v102": hexbytes(16, 2),
+                                "value_v103": 64}, trailing="00" * 4))
     # Record 3, the older form of record 31; record 31 later in the container replaces it.
     recs.append(record(3, 100, {"num_entries": 2, "entries": [
-        {"value_0": 1, "value_1_q16": 0x18000, "value_2_q8": 0x180, "value_3_q8": 0x100,
-         "value_4_q8": 0x0C0, "value_5_q8": 0x200},
-        {"value_0": 2, "value_1_q16": 0x10000, "value_2_q8": 0x100, "value_3_q8": 0x140,
-         "value_4_q8": 0x100, "value_5_q8": 0x100}]}, trailing="00" * 4))
+        {"value0": 1, "value1_q16": 0x18000, "value2_q8": 0x180, "value3_q8": 0x100,
+         "value4_q8": 0x0C0, "value5_q8": 0x200},
+        {"value0": 2, "value1_q16": 0x10000, "value2_q8": 0x100, "value3_q8": 0x140,
+         "value4_q8": 0x100, "value5_q8": 0x100}]}, trailing="00" * 4))
     recs.append(raw(5, 100, hexbytes(16, 5)))
     recs.append(record(6, 100, {"leading": "00000000", "counts": [1, 2, 3, 4],
                                 "section_0": [100], "section_1": [200, 210],
@@ -140,9 +140,9 @@ def container():
         "n": 2, "m": 1, "table_a": [hexbytes(8, 1), hexbytes(8, 2)], "table_b": [hexbytes(8, 3), hexbytes(8, 4)],
         "table_c": [hexbytes(8, 5), hexbytes(8, 6)], "table_d": [hexbytes(8, 7)],
         "num_samples": 1,
-        "samples": [{"head": hexbytes(10, 15), "length": 4, "first_series": [10, 20, 30, 40],
-                     "second_series": [15, 25, 35, 45]}],
-        "flag": 1, "table_e": [hexbytes(16, 8), hexbytes(16, 9)]}, trailing="00" * 5))
+        "samples": [{"head": hexbytes(10, 15), "length": 4, "series1": [10, 20, 30, 40],
+                     "series2": [15, 25, 35, 45]}],
+        "flag": 1, "table": [hexbytes(16, 8), hexbytes(16, 9)]}, trailing="00" * 5))
     recs.append(record(16, 100, {"leading": "00000000", "num_entries": 3, "entries": [1000, 2000, 3000]},
                        trailing="00" * 6))
     # Record 17: RGGB module, no flip, valid-area upscaling (method 3).
@@ -151,14 +151,14 @@ def container():
     recs.append(record(18, 101, {"num_entries": 1, "entries": [hexbytes(84, 18)]},
                        trailing="0000" + hexbytes(8, 19)))
     recs.append(record(19, 100, {"value": 7, "unused_10": "0000", "b": 1, "a": 2,
-                                 "first_table": [{"value_0_q16": 0x28000, "value_1_q16": 0x10000,
-                                                  "bytes_8": hexbytes(8, 1), "bytes_16": hexbytes(4, 2),
-                                                  "bytes_20": hexbytes(8, 3)}],
-                                 "second_table": [{"value_q16": 0x8000, "count": 5},
-                                                  {"value_q16": 0x18000, "count": 9}]}, trailing="00" * 4))
+                                 "first_table": [{"value0_q16": 0x28000, "value1_q16": 0x10000,
+                                                  "bytes8": hexbytes(8, 1), "bytes16": hexbytes(4, 2),
+                                                  "bytes20": hexbytes(8, 3)}],
+                                 "second_table": [{"value_q16": 0x8000, "raw": 5},
+                                                  {"value_q16": 0x18000, "raw": 9}]}, trailing="00" * 4))
     recs.append(record(20, 102, {"value_8": 1200, "value_10": 800, "value_12": 3, "value_13": 8,
                                  "table_kind": 1, "num_entries": 3, "unused_18": "0000",
-                                 "table": [{"value_q16": 0x10000 * (i + 1), "count": i} for i in range(3)]},
+                                 "table": [{"value_q16": 0x10000 * (i + 1), "raw": i} for i in range(3)]},
                        trailing="00" * 4))
     recs.append(raw(21, 100, hexbytes(8, 21)))
     # Record 22: barrel distortion on a 9 x 7 grid for two focus positions (q16 pixel offsets).
@@ -179,13 +179,13 @@ def container():
         "list_extras": [hexbytes(24, 1), hexbytes(24, 2)],
         "trailer_word": 32, "trailer_byte": 1, "trailer_pair": [4000, 3000], "trailer_flag": 1}, trailing="00" * 3))
     recs.append(raw(23, 100, hexbytes(24, 23)))
-    recs.append(record(24, 100, {"leading": hexbytes(6, 24), "num_entries": 2, "entries": [
+    recs.append(record(24, 100, {"opaque8": hexbytes(6, 24), "entry_count": 2, "entries": [
         {"head_0": "0100", "data_count": 2, "head_4": hexbytes(12, 1), "data": [11, 12]},
         {"head_0": "0200", "data_count": 3, "head_4": hexbytes(12, 2), "data": [21, 22, 23]}]}))
     recs.append(record(25, 101, {"num_entries": 2, "m": 1, "leading_table": [7], "entries": [
         {"head": hexbytes(24, i), "block": hexbytes(36, i + 1), "items": [hexbytes(36, i + 2)]} for i in range(2)]}))
-    recs.append(record(26, 101, {"value_8": 2.0, "value_12": 3.0, "groups": {
-        "first": [2.0, 3.0, 1.0, 1.0, 1.0, 1.0], "second": [2.5, 3.5, 1.0, 1.0, 1.0, 1.0]}}))
+    recs.append(record(26, 101, {"value0": 2.0, "value1": 3.0,
+                                 "group0": [2.0, 3.0, 1.0, 1.0, 1.0, 1.0], "group1": [2.5, 3.5, 1.0, 1.0, 1.0, 1.0]}))
     recs.append(record(27, 101, {"leading": hexbytes(16, 27), "num_entries": 2, "num_planes": 3, "height": 4,
                                  "width": 6, "entries": [
                                      {"head": hexbytes(20, e), "planes": [grid(6, 4, lambda x, y: 100 * e + 10 * p + x + y)
@@ -207,11 +207,11 @@ def container():
         "entries": [hexbytes(6, 1), hexbytes(6, 2)], "blend_weight": 0.625,
         "primary_grid": grid(8, 6, lambda x, y: int(2048 + 40 * (x - 3.5) ** 2 + 30 * (y - 2.5) ** 2)),
         "secondary_grid": grid(4, 3, lambda x, y: 100 + x + 10 * y)}, trailing="00" * 2))
-    recs.append(record(31, 100, {"num_entries": 2, "zero": 0, "first_entry_offset": 24, "entries": [
-        {"value_0": 1, "value_1": 1.5, "value_2": 1.5, "value_3": 1.0, "bytes_16": "00" * 8,
-         "value_4": 0.75, "value_5": 2.0, "bytes_32": "00" * 40},
-        {"value_0": 2, "value_1": 1.0, "value_2": 1.0, "value_3": 1.25, "bytes_16": "00" * 8,
-         "value_4": 1.0, "value_5": 1.0, "bytes_32": "00" * 40}]}))
+    recs.append(record(31, 100, {"entry_count": 2, "zero12": 0, "first_entry_offset": 24, "entries": [
+        {"value0": 1, "value1": 1.5, "value2": 1.5, "value3": 1.0, "zero16": "00" * 8,
+         "value4": 0.75, "value5": 2.0, "zero32": "00" * 40},
+        {"value0": 2, "value1": 1.0, "value2": 1.0, "value3": 1.25, "zero16": "00" * 8,
+         "value4": 1.0, "value5": 1.0, "zero32": "00" * 40}]}))
     # Record 32: the lens's valid circle on the 4000 x 3000 frame.
     recs.append(record(32, 100, {"leading": "00" * 16, "centre_x": 2000, "centre_y": 1500, "radius": 2400}))
     # Record 33: the shading ratios, same grid and cells as record 28; light sources A and D65 refer to
@@ -225,12 +225,12 @@ def container():
     data = ("00000000" + "00000100" + hexbytes(24, 34)            # first table item (32 bytes)
             + "00800000" + "05000000" + "00800100" + "09000000"   # second table (2 pairs)
             + "b004" + "2003" + "0300" + "0800")                  # four-value block
-    recs.append(record(34, 100, {"num_entries": 2, "zero": 0, "first_entry_offset": 32, "unused_24": "00" * 8,
+    recs.append(record(34, 100, {"entry_count": 2, "zero12": 0, "first_entry_offset": 32, "zero24": "00" * 8,
                                  "entries": [
-                                     {"source": 0, "value": 7, "first_table_count": 1, "second_table_count": 2,
-                                      "first_table_offset": 112, "second_table_offset": 144, "block_offset": 0},
-                                     {"source": 1, "value": 3, "first_table_count": 0, "second_table_count": 0,
-                                      "first_table_offset": 0, "second_table_offset": 0, "block_offset": 160}]},
+                                     {"source": 0, "value": 7, "item_count": 1, "pair_count": 2,
+                                      "items_offset": 112, "pairs_offset": 144, "block_offset": 0},
+                                     {"source": 1, "value": 3, "item_count": 0, "pair_count": 0,
+                                      "items_offset": 0, "pairs_offset": 0, "block_offset": 160}]},
                        trailing=data))
     # Records 35 and 36: 20-bit linear to 12-bit companded and back.
     wide = [0, 4096, 65536, 262144, 1048575]

@@ -69,16 +69,6 @@ uint16_t u16_at(const void *p, size_t off) {
     std::memcpy(&v, static_cast<const uint8_t *>(p) + off, 2);
     return v;
 }
-float f32_at(const void *p, size_t off) {
-    float v;
-    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, 4);
-    return v;
-}
-const void *ptr_at(const void *p, size_t off) {
-    const void *v;
-    std::memcpy(&v, static_cast<const uint8_t *>(p) + off, sizeof v);
-    return v;
-}
 
 Json hex_of(const void *p, size_t n) { return to_hex(static_cast<const uint8_t *>(p), n); }
 
@@ -155,60 +145,135 @@ Json shading_json(const Shading *s, bool ratio) {
     return j;
 }
 
-// The record-31 in-memory form (slot 55): header, count at 8, entry pointer at 16.
-Json record31_form(const void *p) {
-    Json j = Json::object();
-    j["size"] = u32_at(p, 0);
-    j["num_entries"] = u32_at(p, 8);
-    const uint8_t *entry = static_cast<const uint8_t *>(ptr_at(p, 16));
+Json f32_array(const float *v, size_t n) {
+    Json a = Json::array();
+    for (size_t i = 0; i < n; ++i) a.push_back(v[i]);
+    return a;
+}
+
+Json u16_array(const uint16_t *v, size_t n) {
+    Json a = Json::array();
+    for (size_t i = 0; v && i < n; ++i) a.push_back(v[i]);
+    return a;
+}
+
+Json record2_json(const cmc_record2 *r) {
+    return {{"header", header_json(r->header)}, {"frame_width", r->frame_width},
+            {"frame_height", r->frame_height}, {"base_value", r->base_value}, {"cfa_pattern", r->cfa_pattern},
+            {"value_v101", r->value_v101}, {"opaque_v102", hex_of(r->opaque_v102, 16)},
+            {"value_v103", r->value_v103}};
+}
+
+Json record31_json(const cmc_record31 *r) {
     Json entries = Json::array();
-    for (uint32_t i = 0; entry && i < u32_at(p, 8); ++i, entry += 72) {
-        Json e = Json::object();
-        e["value_0"] = u32_at(entry, 0);
-        e["value_1"] = f32_at(entry, 4);
-        e["value_2"] = f32_at(entry, 8);
-        e["value_3"] = f32_at(entry, 12);
-        e["value_4"] = f32_at(entry, 24);
-        e["value_5"] = f32_at(entry, 28);
-        entries.push_back(std::move(e));
+    for (uint32_t i = 0; r->entries && i < r->entry_count; ++i) {
+        const cmc_record31_entry &e = r->entries[i];
+        entries.push_back({{"value0", e.value0}, {"value1", e.value1}, {"value2", e.value2}, {"value3", e.value3},
+                           {"value4", e.value4}, {"value5", e.value5}});
     }
-    j["entries"] = std::move(entries);
+    return {{"header", header_json(r->header)}, {"entry_count", r->entry_count}, {"entries", entries}};
+}
+
+Json record34_json(const cmc_record34 *r) {
+    Json entries = Json::array();
+    for (uint32_t i = 0; r->entries && i < r->entry_count; ++i) {
+        const cmc_record34_entry &e = r->entries[i];
+        Json j = {{"source", e.source}, {"value", e.value}, {"item_count", e.item_count}, {"pair_count", e.pair_count}};
+        if (e.items) {
+            Json items = Json::array();
+            for (uint32_t k = 0; k < e.item_count; ++k)
+                items.push_back({{"value0", e.items[k].value0}, {"value1", e.items[k].value1},
+                                 {"bytes8", hex_of(e.items[k].bytes8, 8)}, {"bytes16", hex_of(e.items[k].bytes16, 4)},
+                                 {"bytes20", hex_of(e.items[k].bytes20, 8)}});
+            j["items"] = std::move(items);
+        }
+        if (e.pairs) {
+            Json pairs = Json::array();
+            for (uint32_t k = 0; k < e.pair_count; ++k) pairs.push_back({{"value", e.pairs[k].value}, {"raw", e.pairs[k].raw}});
+            j["pairs"] = std::move(pairs);
+        }
+        if (e.block) j["block"] = u16_array(e.block->values, 4);
+        entries.push_back(std::move(j));
+    }
+    return {{"header", header_json(r->header)}, {"entry_count", r->entry_count}, {"entries", entries}};
+}
+
+Json record15_samples_json(const cmc_record15_sample_table *t) {
+    Json samples = Json::array();
+    for (uint16_t i = 0; t->samples && i < t->count; ++i) {
+        const cmc_record15_sample &s = t->samples[i];
+        const uint16_t length = u16_at(s.head, 10);
+        samples.push_back({{"head", hex_of(s.head, 12)}, {"length", length}, {"series1", u16_array(s.series1, length)},
+                           {"series2", u16_array(s.series2, length)}});
+    }
+    return {{"count", t->count}, {"samples", samples}};
+}
+
+Json record15_flags_json(const cmc_data *cmc, const cmc_record15_flag_block *b) {
+    Json j = {{"flag", b->flag}};
+    const void *record = cmc->slot[CMC_SLOT_RECORD15];
+    if (b->table && record) {
+        Json rows = Json::array();
+        for (uint16_t i = 0; i < u16_at(record, 8); ++i) rows.push_back(hex_of(b->table + 16 * size_t(i), 16));
+        j["table"] = std::move(rows);
+    } else {
+        j["table"] = nullptr;
+    }
     return j;
 }
 
-// The record-34 in-memory form (slot 58): entries of 40 bytes with pointers to their tables.
-Json record34_form(const void *p) {
-    Json j = Json::object();
-    j["size"] = u32_at(p, 0);
-    j["version"] = static_cast<const uint8_t *>(p)[4];
-    const uint32_t count = u32_at(p, 8);
-    j["num_entries"] = count;
-    const uint8_t *entry = static_cast<const uint8_t *>(ptr_at(p, 16));
+Json record24_json(const cmc_record24 *r) {
     Json entries = Json::array();
-    for (uint32_t i = 0; entry && i < count && i < 4; ++i, entry += 40) {
-        Json e = Json::object();
-        e["source"] = u32_at(entry, 0);
-        e["value"] = u32_at(entry, 4);
-        const uint32_t b = u32_at(entry, 8), a = u32_at(entry, 12);
-        e["first_table_count"] = b;
-        e["second_table_count"] = a;
-        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 16))) {
-            Json items = Json::array();
-            for (uint32_t k = 0; k < b; ++k, t += 32)
-                items.push_back({{"value_0", f32_at(t, 0)}, {"value_1", f32_at(t, 4)}, {"bytes_8", hex_of(t + 8, 20)}});
-            e["first_table"] = std::move(items);
+    for (uint16_t i = 0; r->entries && i < r->entry_count; ++i) {
+        const cmc_record24_entry &e = r->entries[i];
+        const uint16_t k = u16_at(e.head, 2);
+        Json data = nullptr;
+        if (e.data) {
+            data = Json::array();
+            for (uint16_t d = 0; d < k; ++d) data.push_back(int32_t(u32_at(e.data, 4 * size_t(d))));
         }
-        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 24))) {
-            Json items = Json::array();
-            for (uint32_t k = 0; k < a; ++k, t += 8) items.push_back({f32_at(t, 0), u32_at(t, 4)});
-            e["second_table"] = std::move(items);
-        }
-        if (const uint8_t *t = static_cast<const uint8_t *>(ptr_at(entry, 32)))
-            e["block"] = {u16_at(t, 0), u16_at(t, 2), u16_at(t, 4), u16_at(t, 6)};
-        entries.push_back(std::move(e));
+        entries.push_back({{"head", hex_of(e.head, 16)}, {"data", data}});
     }
-    j["entries"] = std::move(entries);
-    return j;
+    return {{"header", header_json(r->header)}, {"opaque8", hex_of(r->opaque8, 6)}, {"entry_count", r->entry_count},
+            {"entries", entries}};
+}
+
+Json record25_json(const cmc_data *cmc, const cmc_record25_item *items) {
+    const uint8_t *record = static_cast<const uint8_t *>(cmc->slot[CMC_SLOT_RECORD25]);
+    Json out = Json::array();
+    if (record == nullptr) return out;
+    const uint16_t n = u16_at(record, 8), m = u16_at(record, 10);
+    for (uint16_t i = 0; i < n; ++i) {
+        const cmc_record25_item &it = items[i];
+        Json blocks = Json::array();
+        for (uint16_t b = 0; it.blocks && b < m; ++b) blocks.push_back(hex_of(it.blocks + 36 * size_t(b), 36));
+        out.push_back({{"head_at_byte", it.head ? Json(size_t(it.head - record)) : Json(nullptr)},
+                       {"values", hex_of(it.values, 36)}, {"blocks", blocks}});
+    }
+    return out;
+}
+
+Json record26_json(const cmc_record26 *r) {
+    return {{"header", header_json(r->header)}, {"value0", r->value0}, {"value1", r->value1},
+            {"group0", f32_array(r->group0, 6)}, {"group1", f32_array(r->group1, 6)}};
+}
+
+Json record27_json(const cmc_record27 *r) {
+    const uint16_t c = u16_at(r->record, 24), planes = u16_at(r->record, 26);
+    const uint16_t h = u16_at(r->record, 28), w = u16_at(r->record, 30);
+    Json entries = Json::array();
+    for (uint16_t i = 0; r->entries && i < c; ++i) {
+        const cmc_record27_entry &e = r->entries[i];
+        Json grids = Json::array();
+        for (uint16_t p = 0; e.samples && p < planes; ++p) grids.push_back(u16_grid(e.samples + size_t(p) * w * h, w, h));
+        entries.push_back({{"head", e.head ? hex_of(e.head, 20) : Json(nullptr)}, {"planes", grids}});
+    }
+    Json trailing = nullptr;
+    if (r->trailing_table) {
+        trailing = Json::array();
+        for (uint16_t i = 0; i < c; ++i) trailing.push_back(hex_of(r->trailing_table + 16 * size_t(i), 16));
+    }
+    return {{"record", record_copy(r->record)}, {"entries", entries}, {"trailing_table", trailing}};
 }
 
 Json others_json(const others_data *o) {
@@ -246,14 +311,14 @@ Json structure_json(const cmc_data *cmc, int slot) {
             for (uint16_t i = 0; i < n; ++i) pairs.push_back({{"key", t[i].key}, {"value", t[i].value}});
             return pairs;
         }
-        case CMC_SLOT_RECORD2: {
-            // The structure's byte k is the record's byte k; every field of the newest version is there.
-            Json fields = Json::object();
-            Codec c = Codec::reader(static_cast<const uint8_t *>(p), 36, 8, fields);
-            describe_payload(2, 103, c);
-            fields["header"] = header_json(*static_cast<const record_header *>(p));
-            return fields;
-        }
+        case CMC_SLOT_RECORD2: return record2_json(static_cast<const cmc_record2 *>(p));
+        case CMC_SLOT_RECORD15_SAMPLES:
+            return record15_samples_json(static_cast<const cmc_record15_sample_table *>(p));
+        case CMC_SLOT_RECORD15_FLAGS:
+            return record15_flags_json(cmc, static_cast<const cmc_record15_flag_block *>(p));
+        case CMC_SLOT_RECORD24: return record24_json(static_cast<const cmc_record24 *>(p));
+        case CMC_SLOT_RECORD25_TABLE: return record25_json(cmc, static_cast<const cmc_record25_item *>(p));
+        case CMC_SLOT_RECORD27: return record27_json(static_cast<const cmc_record27 *>(p));
         case CMC_SLOT_RECORD13_ARRAY: {
             const uint32_t n = u16_at(cmc->slot[CMC_SLOT_RECORD13], 70);
             Json a = Json::array();
@@ -266,17 +331,10 @@ Json structure_json(const cmc_data *cmc, int slot) {
         case CMC_SLOT_LENS_SHADING_RATIO:
             return shading_json<cmc_lens_shading_ratio, cmc_lens_shading_ratio_light_source>(
                 static_cast<const cmc_lens_shading_ratio *>(p), true);
-        case CMC_SLOT_RECORD31: return record31_form(p);
-        case CMC_SLOT_RECORD34: return record34_form(p);
+        case CMC_SLOT_RECORD31: return record31_json(static_cast<const cmc_record31 *>(p));
+        case CMC_SLOT_RECORD34: return record34_json(static_cast<const cmc_record34 *>(p));
         case CMC_SLOT_OTHERS: return others_json(static_cast<const others_data *>(p));
-        case CMC_SLOT_RECORD26: {
-            Json j = Json::object();
-            j["header"] = header_json(*static_cast<const record_header *>(p));
-            Json words = Json::array();
-            for (int i = 2; i < 16; ++i) words.push_back(f32_at(p, 4 * size_t(i)));
-            j["floats"] = std::move(words);
-            return j;
-        }
+        case CMC_SLOT_RECORD26: return record26_json(static_cast<const cmc_record26 *>(p));
         case CMC_SLOT_RECORD41: return {{"bytes", hex_of(p, 28)}};
         case CMC_SLOT_RECORD42: return {{"bytes", hex_of(p, 276)}};
         default:

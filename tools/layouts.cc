@@ -24,28 +24,28 @@ void record_1(Codec &c, uint8_t version) {
     }
 }
 
-//   8 u16 frame_width, 10 u16 frame_height, 12 u16 default_value, 14 u16 cfa_pattern,
-//  16 u16 value_16 (v101+), 18 16 bytes block_18 (v102+), 34 u16 value_34 (v103+)
+//   8 u16 frame_width, 10 u16 frame_height, 12 u16 base_value, 14 u16 cfa_pattern,
+//  16 u16 value_v101 (v101+), 18 16 bytes opaque_v102 (v102+), 34 u16 value_v103 (v103+)
 void record_2(Codec &c, uint8_t version) {
     c.u16("frame_width");
     c.u16("frame_height");
-    c.u16("default_value");
+    c.u16("base_value");
     c.u16("cfa_pattern");
-    if (version >= 101) c.u16("value_16");
-    if (version >= 102) c.hex("block_18", 16);
-    if (version >= 103) c.u16("value_34");
+    if (version >= 101) c.u16("value_v101");
+    if (version >= 102) c.hex("opaque_v102", 16);
+    if (version >= 103) c.u16("value_v103");
 }
 
-//   8 u32 n; 12 n x 16: u32 value_0, u32 value_1 (q16), u16 value_2..value_5 (q8)
+//   8 u32 n; 12 n x 16: u32 value0, u32 value1 (q16), u16 value2..value5 (q8)
 void record_3(Codec &c, uint8_t) {
     uint64_t n = c.u32("num_entries");
     c.list("entries", n, [](Item e, uint64_t) {
-        e.u32("value_0");
-        e.u32("value_1_q16");
-        e.u16("value_2_q8");
-        e.u16("value_3_q8");
-        e.u16("value_4_q8");
-        e.u16("value_5_q8");
+        e.u32("value0");
+        e.u32("value1_q16");
+        e.u16("value2_q8");
+        e.u16("value3_q8");
+        e.u16("value4_q8");
+        e.u16("value5_q8");
     });
 }
 
@@ -95,13 +95,13 @@ void record_15(Codec &c, uint8_t version) {
         c.list("samples", k, [](Item s, uint64_t) {
             s.hex("head", 10);
             uint64_t length = s.u16("length");
-            s.u16s("first_series", length);
-            s.u16s("second_series", length);
+            s.u16s("series1", length);
+            s.u16s("series2", length);
         });
     }
     if (version >= 102 && c.has("flag", 1)) {
         uint64_t flag = c.u8("flag");
-        if (flag == 1) c.hexes("table_e", n, 16);
+        if (flag == 1) c.hexes("table", n, 16);
     }
 }
 
@@ -133,15 +133,15 @@ void record_19(Codec &c, uint8_t) {
     uint64_t b = c.u16("b");
     uint64_t a = c.u16("a");
     c.list("first_table", b, [](Item e, uint64_t) {
-        e.u32("value_0_q16");
-        e.u32("value_1_q16");
-        e.hex("bytes_8", 8);
-        e.hex("bytes_16", 4);
-        e.hex("bytes_20", 8);
+        e.u32("value0_q16");
+        e.u32("value1_q16");
+        e.hex("bytes8", 8);
+        e.hex("bytes16", 4);
+        e.hex("bytes20", 8);
     });
     c.list("second_table", a, [](Item e, uint64_t) {
         e.u32("value_q16");
-        e.u32("count");
+        e.u32("raw");
     });
 }
 
@@ -157,7 +157,7 @@ void record_20(Codec &c, uint8_t version) {
         c.hex("unused_18", 2);
         c.list("table", n, [](Item e, uint64_t) {
             e.u32("value_q16");
-            e.u32("count");
+            e.u32("raw");
         });
     }
 }
@@ -199,8 +199,8 @@ void record_22(Codec &c, uint8_t version) {
 
 //   8 6 bytes, 14 u16 c, 16 c entries: 16-byte head (u16 K at head byte 2), K x 4 data bytes
 void record_24(Codec &c, uint8_t) {
-    c.hex("leading", 6);
-    uint64_t n = c.u16("num_entries");
+    c.hex("opaque8", 6);
+    uint64_t n = c.u16("entry_count");
     c.list("entries", n, [](Item e, uint64_t) {
         e.hex("head_0", 2);
         uint64_t k = e.u16("data_count");
@@ -224,13 +224,11 @@ void record_25(Codec &c, uint8_t version) {
 
 //   8 f32, 12 f32, 16 12 f32 in two groups of six (v101+ with size >= 64)
 void record_26(Codec &c, uint8_t version) {
-    c.f32("value_8");
-    c.f32("value_12");
-    if (version >= 101 && c.has("groups", 48)) {
-        c.object("groups", [](Item g) {
-            g.f32s("first", 6);
-            g.f32s("second", 6);
-        });
+    c.f32("value0");
+    c.f32("value1");
+    if (version >= 101 && c.has("group0", 48)) {
+        c.f32s("group0", 6);
+        c.f32s("group1", 6);
     }
 }
 
@@ -344,18 +342,18 @@ void record_30(Codec &c, uint8_t version) {
 
 //   8 u32 n, 12 u32 zero, 16 u64 first-entry offset (24), 24 n x 72-byte entries
 void record_31(Codec &c, uint8_t) {
-    uint64_t n = c.u32("num_entries");
-    c.u32("zero");
+    uint64_t n = c.u32("entry_count");
+    c.u32("zero12");
     c.u64("first_entry_offset");
     c.list("entries", n, [](Item e, uint64_t) {
-        e.u32("value_0");
-        e.f32("value_1");
-        e.f32("value_2");
-        e.f32("value_3");
-        e.hex("bytes_16", 8);
-        e.f32("value_4");
-        e.f32("value_5");
-        e.hex("bytes_32", 40);
+        e.u32("value0");
+        e.f32("value1");
+        e.f32("value2");
+        e.f32("value3");
+        e.hex("zero16", 8);
+        e.f32("value4");
+        e.f32("value5");
+        e.hex("zero32", 40);
     });
 }
 
@@ -369,17 +367,17 @@ void record_32(Codec &c, uint8_t) {
 
 //   8 u32 E, 12 u32 zero, 16 u64 first-entry offset (32), 24 8 bytes, 32 E x 40-byte entries, data
 void record_34(Codec &c, uint8_t) {
-    uint64_t e = c.u32("num_entries");
-    c.u32("zero");
+    uint64_t e = c.u32("entry_count");
+    c.u32("zero12");
     c.u64("first_entry_offset");
-    c.hex("unused_24", 8);
+    c.hex("zero24", 8);
     c.list("entries", e, [](Item it, uint64_t) {
         it.u32("source");
         it.u32("value");
-        it.u32("first_table_count");
-        it.u32("second_table_count");
-        it.u64("first_table_offset");
-        it.u64("second_table_offset");
+        it.u32("item_count");
+        it.u32("pair_count");
+        it.u64("items_offset");
+        it.u64("pairs_offset");
         it.u64("block_offset");
     });
 }
