@@ -19,6 +19,8 @@
 #include <iterator>
 #include <sstream>
 
+#include <unistd.h>
+
 #include "container_json.h"
 #include "dump.h"
 #include "findings.h"
@@ -158,6 +160,8 @@ int run_pack(const std::string &file, const std::string &out) {
     } catch (const nlohmann::json::exception &e) {
         throw Failure(file + ": " + e.what());
     }
+    if (out == "-" && isatty(STDOUT_FILENO))
+        throw Failure("not writing binary data to a terminal: give -o FILE or redirect standard output");
     write_output(out, std::string(packed.begin(), packed.end()));
     return kExitOk;
 }
