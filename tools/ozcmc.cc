@@ -100,7 +100,9 @@ int run_info(const std::string &file, const std::string &nvm) {
     out << findings_text(l.analysis.findings);
     write_output("-", out.str());
     if (!l.analysis.findings.accepted) {
-        std::cerr << "ozcmc: " << file << ": the container is refused\n";
+        std::cerr << "ozcmc: " << file << ": the container is refused"
+                  << (is_calibration_blob(l.container) ? " (this is a module calibration blob: give it with --nvm)" : "")
+                  << "\n";
         return kExitFailed;
     }
     return kExitOk;

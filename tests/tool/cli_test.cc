@@ -103,6 +103,7 @@ TEST(Cli, ExitStatusAndMessages) {
         {"pack " + tiny, 1, "", "not JSON"},
         {"render " + truncated + " -o " + scratch("render_refused"), 1, "", "the container is refused"},
         {"info " + kExample + " --nvm " + missing, 1, "", "cannot read"},
+        {"info " + kCalibration, 1, "refused", "this is a module calibration blob: give it with --nvm"},
     };
     for (const Case &c : cases) {
         Outcome r = run(c.args);
