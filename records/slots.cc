@@ -7,6 +7,7 @@
 
 #include "common/heap.h"
 #include "records/decoders.h"
+#include "records/correction.h"
 
 namespace oz {
 namespace {
@@ -47,28 +48,28 @@ constexpr SlotRelease kReleaseOrder[] = {
     {CMC_SLOT_RECORD18, release_block},              // 34  id 18
     {CMC_SLOT_RECORD19, release_block},              // 37  id 19
     {CMC_SLOT_RECORD20, release_block},              // 40  id 20
-    {CMC_SLOT_GEOMETRIC_DISTORTION, release_block},  // 43  id 22: cmc_geometric_distortion2 (nested)
+    {CMC_SLOT_GEOMETRIC_DISTORTION, release_geometric_distortion2},  // 43  id 22: cmc_geometric_distortion2 (nested)
     {CMC_SLOT_RECORD23, release_block},              // 44  id 23
     {CMC_SLOT_RECORD24, release_record24},           // 45  id 24: structure (nested)
     {CMC_SLOT_RECORD21, release_block},              // 46  id 21
     {CMC_SLOT_RECORD25, release_record25},           // 47  id 25: table (slot 49), then record
     {CMC_SLOT_RECORD26, release_block},              // 50  id 26
     {CMC_SLOT_RECORD27, release_record27},           // 51  id 27: structure (nested)
-    {CMC_SLOT_PHASE_DIFFERENCE, release_block},      // 52  id 30: cmc_phase_difference (nested)
-    {CMC_SLOT_FOUR_PLANE_GRID, release_block},       // 53  id 29: cmc_four_plane_grid (nested)
-    {CMC_SLOT_LENS_SHADING, release_block},          // 54  id 10/28: cmc_lens_shading4x4 (nested)
+    {CMC_SLOT_PHASE_DIFFERENCE, release_phase_difference},  // 52  id 30: cmc_phase_difference (nested)
+    {CMC_SLOT_FOUR_PLANE_GRID, release_four_plane_grid},  // 53  id 29: cmc_four_plane_grid (nested)
+    {CMC_SLOT_LENS_SHADING, release_lens_shading4x4},  // 54  id 10/28: cmc_lens_shading4x4 (nested)
     {CMC_SLOT_RECORD31, release_block},              // 55  id 3/31
     {CMC_SLOT_VALID_AREA, release_block},            // 56  id 32
     {CMC_SLOT_RECORD34, release_block},              // 58  id 34 or built by init
-    {CMC_SLOT_LENS_SHADING_RATIO, release_block},    // 57  id 11/33: cmc_lens_shading_ratio (nested)
-    {CMC_SLOT_SENSOR_DECOMPAND, release_block},      // 61  id 36: cmc_sensor_decompand (nested)
-    {CMC_SLOT_PIPE_COMPAND, release_block},          // 59  id 35 (nested)
-    {CMC_SLOT_PIPE_DECOMPAND, release_block},        // 60  id 35 (nested)
+    {CMC_SLOT_LENS_SHADING_RATIO, release_lens_shading_ratio},  // 57  id 11/33: cmc_lens_shading_ratio (nested)
+    {CMC_SLOT_SENSOR_DECOMPAND, release_sensor_decompand},  // 61  id 36: cmc_sensor_decompand (nested)
+    {CMC_SLOT_PIPE_COMPAND, release_pipe_curve},  // 59  id 35 (nested)
+    {CMC_SLOT_PIPE_DECOMPAND, release_pipe_curve},  // 60  id 35 (nested)
     {CMC_SLOT_RECORD37, release_block},              // 62  id 37
     {CMC_SLOT_RECORD39, release_block},              // 63  id 39
-    {CMC_SLOT_CBD, release_block},                   // 64  id 38: cmc_cbd (nested)
+    {CMC_SLOT_CBD, release_cbd},  // 64  id 38: cmc_cbd (nested)
     {CMC_SLOT_OTHERS, release_block},                // 65  id 722: others_data
-    {CMC_SLOT_BLOCK_SETTINGS, release_block},        // 66  id 40: cmc_block_settings (nested)
+    {CMC_SLOT_BLOCK_SETTINGS, release_block_settings},  // 66  id 40: cmc_block_settings (nested)
     {CMC_SLOT_RECORD41, release_block},              // 67  id 41
     {CMC_SLOT_RECORD42, release_block},              // 68  id 42
 };

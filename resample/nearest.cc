@@ -1,0 +1,173 @@
+// Nearest-neighbour entry points: argument checks, the row mapping (16.16 stepping or footprint end),
+// destination rows that repeat the previous one copied whole, the rows from nearest_rows.
+#include <cstring>
+
+#include "common/cpu.h"
+#include "common/heap.h"
+#include "common/status.h"
+#include "oz_resample.h"
+#include "resample/nearest_rows.h"
+
+namespace oz {
+namespace {
+
+// The 16.16 step of a source of n samples to d destination samples: (n * 65536) / d + 1 in unsigned
+// 32-bit arithmetic (n <= 65535, so n * 65536 fits).
+inline uint32_t step_16_16(uint32_t n, uint32_t d) { return (n << 16) / d + 1; }
+
+// How many leading destination samples step inside a source of n samples: positions x * step below
+// n * 65536. For large enlargements the +1 of the step adds up and the last positions reach past the
+// source; those samples take the last source sample instead of reading outside it.
+inline uint32_t steps_inside(uint32_t n, uint32_t d, uint32_t step) {
+    const uint64_t inside = ((uint64_t(n) << 16) + step - 1) / step;
+    return inside < d ? uint32_t(inside) : d;
+}
+
+uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height, size_t channels, int32_t *dst,
+                    uint32_t dst_width, uint32_t dst_height, const nearest_rows &rows) {
+    size_t src_row, dst_row, dst_row_bytes;
+    if (!checked_mul(src_width, channels, &src_row) || !checked_mul(dst_width, channels, &dst_row) ||
+        !checked_mul(dst_row, sizeof(int32_t), &dst_row_bytes))
+        return kStatusInvalidArgs;
+    const uint32_t step_x = step_16_16(src_width, dst_width);
+    const uint32_t step_y = step_16_16(src_height, dst_height);
+    const uint32_t inside_x = steps_inside(src_width, dst_width, step_x);
+    const uint32_t inside_y = steps_inside(src_height, dst_height, step_y);
+    step_row_fn row_fn = channels == 1 ? rows.step_x32 : channels == 2 ? rows.step_x64
+                                                       : channels == 4 ? rows.step_x128
+                                                                       : nullptr;
+    uint32_t pos_y = 0;
+    uint32_t prev_sy = 0;
+    for (uint32_t y = 0; y < dst_height; ++y) {
+        const uint32_t sy = y < inside_y ? pos_y >> 16 : src_height - 1;
+        pos_y += step_y;
+        int32_t *d = dst + size_t(y) * dst_row;
+        if (y > 0 && sy == prev_sy) {
+            // Same source row as the destination row before: the same samples.
+            std::memcpy(d, d - dst_row, dst_row_bytes);
+            continue;
+        }
+        prev_sy = sy;
+        const int32_t *s = src + size_t(sy) * src_row;
+        if (row_fn != nullptr)
+            row_fn(s, d, 0, inside_x, step_x, src_width);
+        else
+            step_row_block_c(s, d, inside_x, step_x, channels);
+        const int32_t *last = s + size_t(src_width - 1) * channels;
+        for (uint32_t x = inside_x; x < dst_width; ++x)
+            std::memcpy(d + size_t(x) * channels, last, channels * sizeof(int32_t));
+    }
+    return kStatusDone;
+}
+
+}  // namespace
+
+uint32_t nearest_scale_interleaved_int32_impl(const int32_t *src, uint32_t src_width, uint32_t src_height,
+                                              uint32_t channels, int32_t *dst, uint32_t dst_width,
+                                              uint32_t dst_height, const nearest_rows &rows) {
+    if (src_width == 0 || dst_height == 0 || src == nullptr || dst == nullptr) return kStatusInvalidArgs;
+    // A source without rows has nothing to pick from, and the 16.16 positions hold source sides up to
+    // 65535 (n * 65536 must fit 32 bits): both are refused.
+    if (src_height == 0 || src_width > 65535 || src_height > 65535) return kStatusInvalidArgs;
+    if (dst_width == 0 || channels == 0) return kStatusDone;
+    return step_scale(src, src_width, src_height, channels, dst, dst_width, dst_height, rows);
+}
+
+uint32_t nearest_scale_uint32_impl(const uint32_t *src, int32_t src_width, int32_t src_height, uint32_t *dst,
+                                   int32_t dst_width, int32_t dst_height, const nearest_rows &rows) {
+    if (!(src_width > 0 && src_height > 0 && dst_width > 0 && dst_height > 0) || src == nullptr ||
+        dst == nullptr)
+        return kStatusInvalidArgs;
+    // The signed step (n * 65536) / d overflows from n = 32768 on; computed unsigned it is the same
+    // value wherever the signed one exists and stays exact up to 65535, the limit of both kernels.
+    if (src_width > 65535 || src_height > 65535) return kStatusInvalidArgs;
+    return step_scale(reinterpret_cast<const int32_t *>(src), uint32_t(src_width), uint32_t(src_height), 1,
+                      reinterpret_cast<int32_t *>(dst), uint32_t(dst_width), uint32_t(dst_height), rows);
+}
+
+uint32_t upscale_nearest_uint16_impl(const uint16_t *src, uint16_t *dst, uint16_t src_width,
+                                     uint16_t src_height, uint16_t dst_width, uint16_t dst_height,
+                                     const nearest_rows &rows) {
+    if (src_width < 2 || src_height < 2 || dst_width < 2 || dst_height < 2) return kStatusInvalidArgs;
+    if (src == nullptr || dst == nullptr) return kStatusInvalidArgs;
+    const float rx = float(src_width) / float(dst_width);
+    const float ry = float(src_height) / float(dst_height);
+    uint32_t prev_sy = 0;
+    for (uint32_t j = 1; j <= dst_height; ++j) {
+        const uint32_t sy = footprint_last(j, ry, src_height, true);
+        uint16_t *d = dst + size_t(j - 1) * dst_width;
+        if (j > 1 && sy == prev_sy) {
+            std::memcpy(d, d - dst_width, size_t(dst_width) * sizeof(uint16_t));
+            continue;
+        }
+        prev_sy = sy;
+        rows.pick_u16(src + size_t(sy) * src_width, d, 0, dst_width, rx, src_width);
+    }
+    return kStatusDone;
+}
+
+uint32_t downscale_nearest_int32_impl(const int32_t *src, int32_t *dst, uint16_t src_width, uint16_t src_height,
+                                      uint16_t dst_width, uint16_t dst_height, uint8_t use_max,
+                                      const nearest_rows &rows) {
+    if (src_width < 2 || src_height < 2 || dst_width < 2 || dst_height < 2) return kStatusInvalidArgs;
+    if (src == nullptr || dst == nullptr) return kStatusInvalidArgs;
+    const float rx = float(src_width) / float(dst_width);
+    const float ry = float(src_height) / float(dst_height);
+    uint32_t first_row = 0;  // the row span of a destination row starts after the previous one's end
+    for (uint32_t j = 1; j <= dst_height; ++j) {
+        const uint32_t sy = footprint_last(j, ry, src_height, false);
+        int32_t *d = dst + size_t(j - 1) * dst_width;
+        if (use_max != 0) {
+            const uint32_t row_count = sy >= first_row ? sy - first_row + 1 : 0;
+            rows.max_i32(src + size_t(first_row) * src_width, src_width, row_count, d, dst_width, rx, src_width);
+            first_row = sy + 1;
+        } else if (j > 1 && sy + 1 == first_row) {
+            std::memcpy(d, d - dst_width, size_t(dst_width) * sizeof(int32_t));
+        } else {
+            rows.pick_i32(src + size_t(sy) * src_width, d, 0, dst_width, rx, src_width);
+            first_row = sy + 1;
+        }
+    }
+    return kStatusDone;
+}
+
+const nearest_rows &nearest_best_rows() {
+    static const nearest_rows &rows = cpu_has_avx2()    ? nearest_avx2_rows()
+                                      : cpu_has_sse41() ? nearest_sse41_rows()
+                                                        : nearest_c_rows();
+    return rows;
+}
+
+}  // namespace oz
+
+extern "C" {
+
+OZ_API uint32_t image_nearest_neighbor_scale_interleaved_int32(const int32_t *src, uint32_t src_width,
+                                                               uint32_t src_height, uint32_t channels,
+                                                               int32_t *dst, uint32_t dst_width,
+                                                               uint32_t dst_height) {
+    return oz::nearest_scale_interleaved_int32_impl(src, src_width, src_height, channels, dst, dst_width,
+                                                    dst_height, oz::nearest_best_rows());
+}
+
+OZ_API uint32_t image_nearest_neighbor_scale_uint32(const uint32_t *src, int32_t src_width, int32_t src_height,
+                                                    uint32_t *dst, int32_t dst_width, int32_t dst_height) {
+    return oz::nearest_scale_uint32_impl(src, src_width, src_height, dst, dst_width, dst_height,
+                                         oz::nearest_best_rows());
+}
+
+OZ_API uint32_t image_upscale_nearest_neighbor_uint16(const uint16_t *src, uint16_t *dst, uint16_t src_width,
+                                                      uint16_t src_height, uint16_t dst_width,
+                                                      uint16_t dst_height) {
+    return oz::upscale_nearest_uint16_impl(src, dst, src_width, src_height, dst_width, dst_height,
+                                           oz::nearest_best_rows());
+}
+
+OZ_API uint32_t image_downscale_nearest_neighbor_int32(const int32_t *src, int32_t *dst, uint16_t src_width,
+                                                       uint16_t src_height, uint16_t dst_width,
+                                                       uint16_t dst_height, uint8_t use_max) {
+    return oz::downscale_nearest_int32_impl(src, dst, src_width, src_height, dst_width, dst_height, use_max,
+                                            oz::nearest_best_rows());
+}
+
+}  // extern "C"

@@ -1,0 +1,114 @@
+// 2-D array resize rows. The fixed-point members are evaluated in the separable form of their
+// definition: a horizontal row h = s[kx] * wx0 + s[kx + 1] * wx1 for each of the two source rows, then
+// the vertical row (h(ky + 1) * wy1 + h(ky) * wy0 + half) >> 2F. The float member keeps its four
+// products: a horizontal row gives a = s[x1] * fx and b = s[x0] * (1 - fx) per source row, and the
+// vertical row forms ((a0 * (1 - fy) + b0 * (1 - fy)) + b1 * fy) + a1 * fy, which is the definition
+// with its products evaluated left to right. Horizontal rows are computed once per source row and
+// strip of destination columns and reused by every destination row that needs them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "oz_resample.h"
+
+namespace oz {
+
+// Horizontal rows of the fixed-point members (8-bit samples give h of at most 255 * 256, held in 16 bits) for destination columns [begin, end) of a strip: kx[i]
+// is the source column of the pair, w01[i] holds wx0 in its low and wx1 in its high 16 bits. src is
+// the source row (src_count samples; kx[i] + 1 < src_count).
+using h_u8_fn = void (*)(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
+                         uint32_t end, uint32_t src_count, uint16_t *h);
+using h_u16_fn = void (*)(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
+                          uint32_t end, uint32_t src_count, uint32_t *h);
+using h_i32_fn = void (*)(const int32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
+                          uint32_t end, uint32_t src_count, int64_t *h);
+using h_u32_fn = void (*)(const uint32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin,
+                          uint32_t end, uint32_t src_count, uint64_t *h);
+// Vertical rows: dst[i] = (h1[i] * wy1 + h0[i] * wy0 + 2^(2F - 1)) >> 2F for i in [begin, end).
+using v_u8_fn = void (*)(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                         uint32_t end, uint8_t *dst);
+using v_u16_fn = void (*)(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                          uint32_t end, uint16_t *dst);
+using v_i32_fn = void (*)(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                          uint32_t end, int32_t *dst);
+using v_u32_fn = void (*)(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                          uint32_t end, uint32_t *dst);
+// Float member: a[i] = s[x1[i]] * fx[i], b[i] = s[x0[i]] * gx[i] (gx = 1 - fx); then
+// dst[i] = ((a0[i] * gy + b0[i] * gy) + b1[i] * fy) + a1[i] * fy (gy = 1 - fy).
+using h_f32_fn = void (*)(const float *src, const int32_t *x0, const int32_t *x1, const float *fx,
+                          const float *gx, uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b);
+using v_f32_fn = void (*)(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
+                          uint32_t begin, uint32_t end, float *dst);
+
+struct resize2d_rows {
+    h_u8_fn h_u8;
+    h_u16_fn h_u16;
+    h_i32_fn h_i32;
+    h_u32_fn h_u32;
+    v_u8_fn v_u8;
+    v_u16_fn v_u16;
+    v_i32_fn v_i32;
+    v_u32_fn v_u32;
+    h_f32_fn h_f32;
+    v_f32_fn v_f32;
+};
+
+// Scalar definitions (also the tails of the vector rows).
+void h_row_u8_c(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                uint32_t src_count, uint16_t *h);
+void h_row_u16_c(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                 uint32_t src_count, uint32_t *h);
+void h_row_i32_c(const int32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                 uint32_t src_count, int64_t *h);
+void h_row_u32_c(const uint32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                 uint32_t src_count, uint64_t *h);
+void v_row_u8_c(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+                uint8_t *dst);
+void v_row_u16_c(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                 uint32_t end, uint16_t *dst);
+void v_row_i32_c(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+                 int32_t *dst);
+void v_row_u32_c(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                 uint32_t end, uint32_t *dst);
+void h_row_f32_c(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
+                 uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b);
+void v_row_f32_c(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
+                 uint32_t begin, uint32_t end, float *dst);
+
+const resize2d_rows &resize2d_c_rows();
+const resize2d_rows &resize2d_sse41_rows();  // needs SSE4.1
+const resize2d_rows &resize2d_avx2_rows();   // needs AVX2
+const resize2d_rows &resize2d_best_rows();
+
+// Drivers behind the exported kernels, with the rows to use. dst_step is 1 for the plain members.
+uint32_t resize_2d_int32_impl(const int32_t *src, int32_t src_width, int32_t src_height, int32_t *dst,
+                              int32_t dst_width, int32_t dst_height, const resize2d_rows &rows);
+uint32_t resize_2d_uint32_impl(const uint32_t *src, int32_t src_width, int32_t src_height, uint32_t *dst,
+                               int32_t dst_width, int32_t dst_height, const resize2d_rows &rows);
+uint32_t resize_2d_uint16_impl(const uint16_t *src, int32_t src_width, int32_t src_height, uint16_t *dst,
+                               int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
+                               const resize2d_rows &rows);
+uint32_t resize_2d_uint8_impl(const uint8_t *src, int32_t src_width, int32_t src_height, uint8_t *dst,
+                              int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
+                              const resize2d_rows &rows);
+uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_height, float *dst,
+                              int32_t dst_width, int32_t dst_height, const resize2d_rows &rows);
+uint32_t crop_resize_2d_uint16_impl(const uint16_t *src, uint32_t src_width, uint32_t src_height,
+                                    margin_pair top_left, margin_pair bottom_right, uint16_t *dst,
+                                    uint32_t dst_width, uint32_t dst_height, const resize2d_rows &rows);
+
+// Index and weights of a fixed-point position p (units of 2^-F source samples): p = 0 gives index 0
+// with weights 2^F and 0; otherwise k = (p - 1) >> F, w1 = p - k * 2^F, w0 = (k + 1) * 2^F - p, so an
+// exact grid position m * 2^F (m >= 1) gives k = m - 1 with w1 = 2^F and the pair never reaches past
+// the last sample. w0 + w1 = 2^F always.
+struct FixedTap {
+    uint32_t k, w0, w1;
+};
+inline FixedTap fixed_tap(uint32_t p, uint32_t f) {
+    if (p == 0) return {0, 1u << f, 0};
+    const uint32_t k = (p - 1) >> f;
+    return {k, ((k + 1) << f) - p, p - (k << f)};
+}
+
+}  // namespace oz

@@ -1,0 +1,267 @@
+// 2-D array resize rows, AVX2. Integer arithmetic is exact, so the lanes give the scalar rows'
+// integers whatever the grouping of the additions; the float rows repeat the scalar operations in
+// their order (no fused multiply-add). Horizontal rows fetch their sample pairs with gathers that read
+// exactly the two samples (16- and 32-bit) or four bytes from kx (8-bit: groups that would read past
+// the row are left to the scalar row).
+#include "resample/resize2d_rows.h"
+#include "resample/simd_avx2.h"
+
+namespace oz {
+namespace {
+
+void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                   uint32_t src_count, uint16_t *h) {
+    // Bytes 0 and 1 of each gathered dword, zero-extended to the 16-bit pair (s[kx], s[kx + 1]).
+    const __m256i pairs = _mm256_setr_epi8(0, -1, 1, -1, 4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1, 0, -1, 1, -1,
+                                           4, -1, 5, -1, 8, -1, 9, -1, 12, -1, 13, -1);
+    const __m256i lane_base = _mm256_setr_epi32(0, 0, 0, 0, 4, 4, 4, 4);
+    const __m256i ctrl_bias = _mm256_set1_epi32(int32_t(0x80018000u));
+    const __m256i max_offset = _mm256_set1_epi32(14);
+    const int *base = reinterpret_cast<const int *>(src);
+    uint32_t i = begin;
+    __m256i pending = _mm256_setzero_si256();  // h of the previous eight columns, stored in pairs of groups
+    for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(kx[i]), k4 = uint32_t(kx[i + 4]);
+        const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(kx + i));
+        // Each 128-bit half takes its four pairs from a 16-byte window starting at its first column:
+        // bytes d and d + 1 (d = kx - window start), zero-extended to 16 bits by the byte shuffle.
+        const __m256i d = _mm256_sub_epi32(idx, _mm256_permutevar8x32_epi32(idx, lane_base));
+        __m256i s;
+        if (k4 + 16 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            const __m256i window = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + k0))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + k4)), 1);
+            const __m256i ctrl = _mm256_add_epi32(_mm256_add_epi32(d, _mm256_slli_epi32(d, 16)), ctrl_bias);
+            s = _mm256_shuffle_epi8(window, ctrl);
+        } else if (uint32_t(kx[i + 7]) + 4 <= src_count) {
+            s = _mm256_shuffle_epi8(_mm256_i32gather_epi32(base, idx, 1), pairs);
+        } else {
+            break;  // four-byte reads would pass the row end: the scalar row finishes
+        }
+        const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(w01 + i));
+        // s0 * w0 + s1 * w1: both factors below 2^15 as 16-bit values, so the signed multiply-add is exact.
+        const __m256i sum = _mm256_madd_epi16(s, w);
+        if (((i - begin) & 8) == 0) {
+            pending = sum;
+        } else {
+            // Sixteen values of at most 65280: the unsigned pack narrows them exactly.
+            const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(pending, sum), 0xD8);
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i - 8), words);
+        }
+    }
+    if (((i - begin) & 8) != 0) {  // eight columns still pending
+        const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(pending, pending), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(h + i - 8), _mm256_castsi256_si128(words));
+    }
+    h_row_u8_c(src, kx, w01, i, end, src_count, h);
+}
+
+void h_row_u16_avx2(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                    uint32_t src_count, uint32_t *h) {
+    const int *base = reinterpret_cast<const int *>(src);
+    const __m256i bias = _mm256_set1_epi32(int32_t(0x80008000u));
+    const __m256i half_sum = _mm256_set1_epi32(1 << 23);
+    const __m256i max_offset = _mm256_set1_epi32(15);
+    uint32_t i = begin;
+    for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(kx[i]);
+        const __m256i idx = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(kx + i));
+        const __m256i d = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(k0)));
+        __m256i s;
+        if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            // The pair at an even offset d is dword d / 2 of the 16 samples from k0, at an odd offset
+            // dword (d - 1) / 2 of the 16 samples from k0 + 1: two loads, two permutations, a blend.
+            const __m256i even = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + k0));
+            const __m256i odd = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + k0 + 1));
+            const __m256i half = _mm256_srli_epi32(d, 1);
+            const __m256 parity = _mm256_castsi256_ps(_mm256_slli_epi32(d, 31));
+            s = _mm256_castps_si256(
+                _mm256_blendv_ps(_mm256_castsi256_ps(_mm256_permutevar8x32_epi32(even, half)),
+                                 _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(odd, half)), parity));
+        } else {
+            // (s[kx], s[kx + 1]) as one dword at byte offset 2 kx: exactly the two samples.
+            s = _mm256_i32gather_epi32(base, idx, 2);
+        }
+        const __m256i w = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(w01 + i));
+        // With samples biased to signed (s - 32768): (s0 - 2^15) w0 + (s1 - 2^15) w1 = h - 2^15 (w0 + w1)
+        // = h - 2^23, exact in the signed multiply-add.
+        const __m256i biased = _mm256_madd_epi16(_mm256_xor_si256(s, bias), w);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), _mm256_add_epi32(biased, half_sum));
+    }
+    h_row_u16_c(src, kx, w01, i, end, src_count, h);
+}
+
+// Sample pairs of four columns as 64-bit lanes (s[kx] low, s[kx + 1] high) and their weights.
+template <bool kSigned>
+inline __m256i h_row_x32_lanes(const int32_t *src, const int32_t *kx, const uint32_t *w01) {
+    const __m128i idx = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kx));
+    const __m256i pair = _mm256_i32gather_epi64(reinterpret_cast<const long long *>(src), idx, 4);
+    const __m256i w = _mm256_cvtepu32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i *>(w01)));
+    const __m256i w0 = _mm256_and_si256(w, _mm256_set1_epi64x(0xFFFF));
+    const __m256i w1 = _mm256_srli_epi64(w, 16);
+    const __m256i s1 = _mm256_srli_epi64(pair, 32);
+    if (kSigned) return _mm256_add_epi64(_mm256_mul_epi32(pair, w0), _mm256_mul_epi32(s1, w1));
+    return _mm256_add_epi64(_mm256_mul_epu32(pair, w0), _mm256_mul_epu32(s1, w1));
+}
+
+void h_row_i32_avx2(const int32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                    uint32_t src_count, int64_t *h) {
+    uint32_t i = begin;
+    for (; i + 4 <= end; i += 4)
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), h_row_x32_lanes<true>(src, kx + i, w01 + i));
+    h_row_i32_c(src, kx, w01, i, end, src_count, h);
+}
+
+void h_row_u32_avx2(const uint32_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                    uint32_t src_count, uint64_t *h) {
+    const int32_t *s = reinterpret_cast<const int32_t *>(src);
+    uint32_t i = begin;
+    for (; i + 4 <= end; i += 4)
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), h_row_x32_lanes<false>(s, kx + i, w01 + i));
+    h_row_u32_c(src, kx, w01, i, end, src_count, h);
+}
+
+// (h1 * wy1 + h0 * wy0 + 2^15) >> 16 for eight columns. As wy0 = 2^8 - wy1 the sum equals
+// (h0 << 8) + (h1 - h0) * wy1, one multiplication; modulo 2^32 every step is exact because the sum
+// itself lies in 0 .. 2^32 - 1.
+inline __m256i v_lanes_8(const uint32_t *h0, const uint32_t *h1, __m256i wy1) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1));
+    const __m256i sum = _mm256_add_epi32(_mm256_slli_epi32(a, 8), _mm256_mullo_epi32(_mm256_sub_epi32(b, a), wy1));
+    return _mm256_srli_epi32(_mm256_add_epi32(sum, _mm256_set1_epi32(32768)), 16);
+}
+
+// 8-bit vertical row: with h biased to signed 16 bits (g = h - 2^15, exact for h <= 65280),
+// h0 wy0 + h1 wy1 = g0 wy0 + g1 wy1 + 2^15 (wy0 + wy1) = g0 wy0 + g1 wy1 + 2^23, one multiply-add of
+// interleaved (g0, g1) and (wy0, wy1); the sum of at most 2^24 is exact in 32 bits.
+inline __m256i v_u8_lanes(__m256i g0, __m256i g1, __m256i w, bool high) {
+    const __m256i pair = high ? _mm256_unpackhi_epi16(g0, g1) : _mm256_unpacklo_epi16(g0, g1);
+    const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(pair, w), _mm256_set1_epi32((1 << 23) + 32768));
+    return _mm256_srli_epi32(sum, 16);
+}
+
+void v_row_u8_avx2(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                   uint32_t end, uint8_t *dst) {
+    const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
+    const __m256i bias = _mm256_set1_epi16(int16_t(0x8000));
+    uint32_t i = begin;
+    for (; i + 32 <= end; i += 32) {
+        const __m256i a0 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i)), bias);
+        const __m256i a1 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i)), bias);
+        const __m256i b0 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i + 16)), bias);
+        const __m256i b1 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i + 16)), bias);
+        // Unpacking and packing within 128-bit halves keep the column order of each half.
+        const __m256i wa = _mm256_packus_epi32(v_u8_lanes(a0, a1, w, false), v_u8_lanes(a0, a1, w, true));
+        const __m256i wb = _mm256_packus_epi32(v_u8_lanes(b0, b1, w, false), v_u8_lanes(b0, b1, w, true));
+        const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(wa, wb), 0xD8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), bytes);
+    }
+    v_row_u8_c(h0, h1, wy0, wy1, i, end, dst);
+}
+
+void v_row_u16_avx2(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                    uint32_t end, uint16_t *dst) {
+    const __m256i w1 = _mm256_set1_epi32(int32_t(wy1));
+    uint32_t i = begin;
+    for (; i + 16 <= end; i += 16) {
+        const __m256i a = v_lanes_8(h0 + i, h1 + i, w1);
+        const __m256i b = v_lanes_8(h0 + i + 8, h1 + i + 8, w1);
+        const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), words);
+    }
+    v_row_u16_c(h0, h1, wy0, wy1, i, end, dst);
+}
+
+// h * w modulo 2^64 for 64-bit h and a weight below 2^31: low half times w plus (high half times w) << 32.
+inline __m256i mul_64_small(__m256i h, __m256i w) {
+    const __m256i lo = _mm256_mul_epu32(h, w);
+    const __m256i hi = _mm256_mul_epu32(_mm256_srli_epi64(h, 32), w);
+    return _mm256_add_epi64(lo, _mm256_slli_epi64(hi, 32));
+}
+
+// (h1 * wy1 + h0 * wy0 + 2^23) >> 24 for four columns. The result fits 32 bits, so the low 32 bits of
+// a logical shift equal those of the arithmetic shift: the same code serves signed and unsigned sums.
+template <class H, class Out>
+void v_row_x64(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end, Out *dst) {
+    const __m256i w0 = _mm256_set1_epi64x(wy0), w1 = _mm256_set1_epi64x(wy1);
+    const __m256i half = _mm256_set1_epi64x(int64_t(1) << 23);
+    const __m256i low_dwords = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
+    for (uint32_t i = begin; i + 4 <= end; i += 4) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i));
+        const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i));
+        const __m256i sum = _mm256_add_epi64(_mm256_add_epi64(mul_64_small(b, w1), mul_64_small(a, w0)), half);
+        const __m256i out = _mm256_permutevar8x32_epi32(_mm256_srli_epi64(sum, 24), low_dwords);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm256_castsi256_si128(out));
+    }
+}
+
+void v_row_i32_avx2(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                    uint32_t end, int32_t *dst) {
+    v_row_x64(h0, h1, wy0, wy1, begin, end, dst);
+    const uint32_t done = begin + (end - begin) / 4 * 4;
+    v_row_i32_c(h0, h1, wy0, wy1, done, end, dst);
+}
+
+void v_row_u32_avx2(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                    uint32_t end, uint32_t *dst) {
+    v_row_x64(h0, h1, wy0, wy1, begin, end, dst);
+    const uint32_t done = begin + (end - begin) / 4 * 4;
+    v_row_u32_c(h0, h1, wy0, wy1, done, end, dst);
+}
+
+// Samples at offsets d (0 .. 15) from the two 8-float windows lo and hi: the permutation uses the low
+// three bits of d, the blend picks hi where d > 7.
+inline __m256 pick16(__m256 lo, __m256 hi, __m256i d) {
+    const __m256 upper = _mm256_castsi256_ps(_mm256_cmpgt_epi32(d, _mm256_set1_epi32(7)));
+    return _mm256_blendv_ps(_mm256_permutevar8x32_ps(lo, d), _mm256_permutevar8x32_ps(hi, d), upper);
+}
+
+void h_row_f32_avx2(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
+                    uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b) {
+    const __m256i max_offset = _mm256_set1_epi32(15);
+    uint32_t i = begin;
+    for (; i + 8 <= end; i += 8) {
+        const uint32_t k0 = uint32_t(x0[i]);
+        const __m256i i0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(x0 + i));
+        const __m256i i1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(x1 + i));
+        // x1 is x0 + 1 inside the row, so offsets from k0 + 1 are those of x0 from k0 (0 .. 15).
+        const __m256i d = _mm256_sub_epi32(i0, _mm256_set1_epi32(int32_t(k0)));
+        __m256 s0, s1;
+        if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+            const __m256i d1 = _mm256_sub_epi32(i1, _mm256_set1_epi32(int32_t(k0 + 1)));
+            s0 = pick16(_mm256_loadu_ps(src + k0), _mm256_loadu_ps(src + k0 + 8), d);
+            s1 = pick16(_mm256_loadu_ps(src + k0 + 1), _mm256_loadu_ps(src + k0 + 9), d1);
+        } else {
+            s0 = _mm256_i32gather_ps(src, i0, 4);
+            s1 = _mm256_i32gather_ps(src, i1, 4);
+        }
+        _mm256_storeu_ps(a + i, _mm256_mul_ps(s1, _mm256_loadu_ps(fx + i)));
+        _mm256_storeu_ps(b + i, _mm256_mul_ps(s0, _mm256_loadu_ps(gx + i)));
+    }
+    h_row_f32_c(src, x0, x1, fx, gx, i, end, src_count, a, b);
+}
+
+void v_row_f32_avx2(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
+                    uint32_t begin, uint32_t end, float *dst) {
+    const __m256 vf = _mm256_set1_ps(fy), vg = _mm256_set1_ps(gy);
+    uint32_t i = begin;
+    for (; i + 8 <= end; i += 8) {
+        const __m256 t0 = _mm256_mul_ps(_mm256_loadu_ps(a0 + i), vg);
+        const __m256 t1 = _mm256_mul_ps(_mm256_loadu_ps(b0 + i), vg);
+        const __m256 t2 = _mm256_mul_ps(_mm256_loadu_ps(b1 + i), vf);
+        const __m256 t3 = _mm256_mul_ps(_mm256_loadu_ps(a1 + i), vf);
+        _mm256_storeu_ps(dst + i, _mm256_add_ps(_mm256_add_ps(_mm256_add_ps(t0, t1), t2), t3));
+    }
+    v_row_f32_c(a0, b0, a1, b1, fy, gy, i, end, dst);
+}
+
+}  // namespace
+
+const resize2d_rows &resize2d_avx2_rows() {
+    static const resize2d_rows rows = {h_row_u8_avx2,  h_row_u16_avx2, h_row_i32_avx2, h_row_u32_avx2,
+                                       v_row_u8_avx2,  v_row_u16_avx2, v_row_i32_avx2, v_row_u32_avx2,
+                                       h_row_f32_avx2, v_row_f32_avx2};
+    return rows;
+}
+
+}  // namespace oz
