@@ -276,6 +276,145 @@ Json record27_json(const cmc_record27 *r) {
     return {{"record", record_copy(r->record)}, {"entries", entries}, {"trailing_table", trailing}};
 }
 
+Json u32_values(const uint32_t *v, size_t n, bool as_signed) {
+    if (v == nullptr) return nullptr;
+    Json a = Json::array();
+    for (size_t i = 0; i < n; ++i) a.push_back(as_signed ? Json(int32_t(v[i])) : Json(v[i]));
+    return a;
+}
+
+Json i32_grid(const int32_t *v, unsigned w, unsigned h) {
+    if (v == nullptr) return nullptr;
+    Json rows = Json::array();
+    for (unsigned r = 0; r < h; ++r) {
+        Json row = Json::array();
+        for (unsigned q = 0; q < w; ++q) row.push_back(v[size_t(r) * w + q]);
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+Json geometric_distortion_json(const cmc_geometric_distortion2 *g) {
+    Json j = Json::object();
+    j["head_value_a"] = g->head_value_a;
+    j["grid_size_a"] = g->grid_size_a;
+    j["grid_size_b"] = g->grid_size_b;
+    j["head_value_b"] = g->head_value_b;
+    j["num_grids"] = g->num_grids;
+    const unsigned a = g->grid_size_a > 0 ? unsigned(g->grid_size_a) : 0, b = g->grid_size_b > 0 ? unsigned(g->grid_size_b) : 0;
+    Json grids = Json::array();
+    for (unsigned i = 0; g->grids && i < g->num_grids; ++i) {
+        const cmc_geometric_distortion_grid &e = g->grids[i];
+        grids.push_back({{"grid_key", e.grid_key},
+                         {"plane_a", i32_grid(reinterpret_cast<const int32_t *>(e.plane_a), a, b)},
+                         {"plane_b", i32_grid(reinterpret_cast<const int32_t *>(e.plane_b), a, b)}});
+    }
+    j["grids"] = std::move(grids);
+    j["table_set_value"] = g->table_set_value;
+    j["num_tables"] = g->num_tables;
+    Json tables = nullptr;
+    if (g->tables) {
+        tables = Json::array();
+        for (int32_t i = 0; i < g->num_tables; ++i) tables.push_back(hex_of(g->tables + 1040 * size_t(i), 1040));
+    }
+    j["tables"] = std::move(tables);
+    j["current_table"] = hex_of(g->current_table, 1040);
+    j["list_set_value"] = g->list_set_value;
+    j["num_lists"] = g->num_lists;
+    Json lists = nullptr;
+    if (g->lists) {
+        lists = Json::array();
+        for (int32_t i = 0; i < g->num_lists; ++i) {
+            const cmc_geometric_distortion_list &l = g->lists[i];
+            const Json origin = {int32_t(u32_at(l.list_origin, 0)), int32_t(u32_at(l.list_origin, 4))};
+            lists.push_back({{"list_origin", origin}, {"list_kind", l.list_kind},
+                             {"num_values", l.num_values}, {"values", u32_values(l.values, l.num_values, true)}});
+        }
+    }
+    j["lists"] = std::move(lists);
+    Json extras = nullptr;
+    if (g->list_extras) {
+        extras = Json::array();
+        for (int32_t i = 0; i < g->num_lists; ++i) extras.push_back(hex_of(g->list_extras + 24 * size_t(i), 24));
+    }
+    j["list_extras"] = std::move(extras);
+    j["trailer_word"] = g->trailer_word;
+    j["trailer_byte"] = g->trailer_byte;
+    j["trailer_pair"] = {g->trailer_pair[0], g->trailer_pair[1]};
+    j["trailer_flag"] = g->trailer_flag;
+    return j;
+}
+
+Json phase_difference_json(const cmc_phase_difference *p) {
+    Json j = Json::object();
+    j["header"] = header_json(p->header);
+    j["leading_values"] = hex_of(p->leading_values, 8);
+    j["num_entries"] = p->num_entries;
+    j["middle_value"] = hex_of(p->middle_value, 4);
+    j["primary_grid_width"] = p->primary_grid_width;
+    j["primary_grid_height"] = p->primary_grid_height;
+    j["secondary_grid_width"] = p->secondary_grid_width;
+    j["secondary_grid_height"] = p->secondary_grid_height;
+    Json entries = nullptr;
+    if (p->entries) {
+        entries = Json::array();
+        for (unsigned i = 0; i < p->num_entries; ++i) entries.push_back(hex_of(p->entries + 6 * size_t(i), 6));
+    }
+    j["entries"] = std::move(entries);
+    j["primary_grid"] = i32_grid(p->primary_grid, p->primary_grid_width, p->primary_grid_height);
+    j["secondary_grid"] = i32_grid(reinterpret_cast<const int32_t *>(p->secondary_grid), p->secondary_grid_width,
+                                   p->secondary_grid_height);
+    return j;
+}
+
+// Slot 59 holds the compand curve (32-bit inputs, 16-bit outputs and segment values), slot 60 the
+// decompand curve (16-bit inputs, 32-bit outputs and segment values).
+Json compand_json(const cmc_pipe_compand_decompand *c, bool decompand) {
+    const size_t n = c->num_segments;
+    auto points = [](const void *p, size_t count, bool wide) -> Json {
+        if (p == nullptr) return nullptr;
+        Json a = Json::array();
+        for (size_t i = 0; i < count; ++i)
+            a.push_back(wide ? Json(static_cast<const uint32_t *>(p)[i]) : Json(static_cast<const uint16_t *>(p)[i]));
+        return a;
+    };
+    return {{"header", header_json(c->header)}, {"control_byte", c->control_byte}, {"control_word", c->control_word},
+            {"num_segments", c->num_segments}, {"input_points", points(c->input_points, n + 1, !decompand)},
+            {"output_points", points(c->output_points, n + 1, decompand)},
+            {"segment_values", points(c->segment_values, n, decompand)}};
+}
+
+Json sensor_decompand_json(const cmc_sensor_decompand *d) {
+    return {{"header", header_json(d->header)}, {"control_byte", d->control_byte}, {"control_value", d->control_value},
+            {"first_setting", d->first_setting}, {"second_setting", d->second_setting}, {"num_points", d->num_points},
+            {"input_points", u16_array(d->input_points, d->num_points)},
+            {"output_points", u32_values(d->output_points, d->num_points, false)}};
+}
+
+Json cbd_json(const cmc_cbd *c) {
+    return {{"header", header_json(c->header)}, {"control_byte", c->control_byte}, {"num_values", c->num_values},
+            {"first_table", u32_values(c->first_table, c->num_values, true)},
+            {"second_table", u32_values(c->second_table, c->num_values, true)}};
+}
+
+Json four_plane_grid_json(const cmc_four_plane_grid *g) {
+    Json planes = Json::array();
+    for (int k = 0; k < 4; ++k)
+        planes.push_back(i32_grid(reinterpret_cast<const int32_t *>(g->planes[k]), g->grid_width, g->grid_height));
+    return {{"header", header_json(g->header)}, {"leading_word", hex_of(g->leading_word, 4)},
+            {"grid_width", g->grid_width}, {"grid_height", g->grid_height},
+            {"trailing_word", hex_of(g->trailing_word, 4)}, {"planes", planes}};
+}
+
+Json block_settings_json(const cmc_block_settings *b) {
+    return {{"header", header_json(b->header)}, {"base_word", hex_of(b->base_word, 4)},
+            {"first_word", hex_of(b->first_word, 4)}, {"first_half", hex_of(b->first_half, 2)},
+            {"first_block", hex_of(b->first_block, 128)}, {"middle_block", hex_of(b->middle_block, 16)},
+            {"blob_length", b->blob_length}, {"blob", b->blob ? hex_of(b->blob, b->blob_length) : Json(nullptr)},
+            {"tail_byte", b->tail_byte}, {"tail_fields", hex_of(b->tail_fields, 6)},
+            {"second_block", hex_of(b->second_block, 128)}};
+}
+
 Json others_json(const others_data *o) {
     Json j = Json::object();
     j["first_value"] = o->first_value;
@@ -335,6 +474,15 @@ Json structure_json(const cmc_data *cmc, int slot) {
         case CMC_SLOT_RECORD34: return record34_json(static_cast<const cmc_record34 *>(p));
         case CMC_SLOT_OTHERS: return others_json(static_cast<const others_data *>(p));
         case CMC_SLOT_RECORD26: return record26_json(static_cast<const cmc_record26 *>(p));
+        case CMC_SLOT_GEOMETRIC_DISTORTION:
+            return geometric_distortion_json(static_cast<const cmc_geometric_distortion2 *>(p));
+        case CMC_SLOT_PHASE_DIFFERENCE: return phase_difference_json(static_cast<const cmc_phase_difference *>(p));
+        case CMC_SLOT_FOUR_PLANE_GRID: return four_plane_grid_json(static_cast<const cmc_four_plane_grid *>(p));
+        case CMC_SLOT_PIPE_COMPAND: return compand_json(static_cast<const cmc_pipe_compand_decompand *>(p), false);
+        case CMC_SLOT_PIPE_DECOMPAND: return compand_json(static_cast<const cmc_pipe_compand_decompand *>(p), true);
+        case CMC_SLOT_SENSOR_DECOMPAND: return sensor_decompand_json(static_cast<const cmc_sensor_decompand *>(p));
+        case CMC_SLOT_CBD: return cbd_json(static_cast<const cmc_cbd *>(p));
+        case CMC_SLOT_BLOCK_SETTINGS: return block_settings_json(static_cast<const cmc_block_settings *>(p));
         case CMC_SLOT_RECORD41: return {{"bytes", hex_of(p, 28)}};
         case CMC_SLOT_RECORD42: return {{"bytes", hex_of(p, 276)}};
         default:

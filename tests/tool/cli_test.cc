@@ -172,6 +172,21 @@ TEST(Cli, DumpIsDeterministicJson) {
     EXPECT_EQ(j["slots"][3]["structure"][1]["key"], "lens");
     EXPECT_EQ(j["slots"][65]["structure"]["first_value"], 9);
     EXPECT_EQ(j["slots"][69]["descriptor"]["size"], slurp(kExample).size());
+    // Structures are expanded with their tables: the lens shading of four light sources, the ratios,
+    // the compand curves, the distortion grids, the block settings' blob, the built record 34.
+    const Json &lsc = j["slots"][54]["structure"];
+    EXPECT_EQ(lsc["num_light_sources"], 4);
+    ASSERT_EQ(lsc["light_sources"].size(), 4u);
+    EXPECT_EQ(lsc["light_sources"][0]["tables"].size(), 4u);
+    EXPECT_EQ(lsc["light_sources"][0]["tables"][0]["samples"].size(), lsc["height"].get<size_t>());
+    EXPECT_EQ(lsc["light_sources"][0]["tables"][0]["samples"][0].size(), lsc["width"].get<size_t>());
+    EXPECT_EQ(j["slots"][57]["structure"]["light_sources"][1]["nvm_source_index"], 2);
+    EXPECT_EQ(j["slots"][59]["structure"]["input_points"], Json({0, 4096, 65536, 262144, 1048575}));
+    EXPECT_EQ(j["slots"][60]["structure"]["input_points"], Json({0, 1024, 2048, 3072, 4095}));
+    EXPECT_EQ(j["slots"][43]["structure"]["grids"].size(), 2u);
+    EXPECT_EQ(j["slots"][43]["structure"]["lists"][1]["values"], Json({-5, 5}));
+    EXPECT_EQ(j["slots"][66]["structure"]["blob"], "6f7a636d63");
+    EXPECT_EQ(j["slots"][58]["structure"]["entries"][1]["block"], Json({1200, 800, 3, 8}));
 }
 
 // Size, text chunks and pixels of a PNG file.
@@ -240,8 +255,21 @@ TEST(Cli, RenderedImages) {
     EXPECT_EQ(t0.at(12, 50, 1), 231);
     EXPECT_EQ(t0.at(12, 50, 2), 37);
 
-    // Lens-shading, ratio, merged and difference pages appear as their records are decoded; every one
-    // is a proper image with its scale, and lens-shading gains are never below 1.
+    // Four light sources: lens-shading, ratio, merged and difference pages for each, two module tables.
+    std::map<std::string, int> pages;
+    for (const auto &entry : std::filesystem::directory_iterator(dir))
+        ++pages[entry.path().filename().string().substr(0, entry.path().filename().string().rfind('_'))];
+    EXPECT_EQ(pages["lens_shading"], 4);
+    EXPECT_EQ(pages["ratio"], 4);
+    EXPECT_EQ(pages["merged"], 4);
+    EXPECT_EQ(pages["difference"], 4);
+    // Light source A's red cell reaches 2.3289 in its bottom-left corner; the merged tables share the
+    // scale of the characterization's, so the scale reaches at least that.
+    Png a = read_png(dir + "/lens_shading_ls0.png");
+    EXPECT_GE(std::stod(a.text["Scale-Max"]), 2.3289);
+    EXPECT_EQ(a.text["Scale-Max"], read_png(dir + "/merged_ls3.png").text["Scale-Max"]);
+
+    // Every page is a proper image with its scale; lens-shading gains are never below 1.
     for (const auto &entry : std::filesystem::directory_iterator(dir)) {
         Png p = read_png(entry.path().string());
         const std::string name = entry.path().filename().string();
