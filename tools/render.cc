@@ -115,15 +115,28 @@ Image draw_page(const Page &page, double lo, double hi, int k) {
 const char *kCellNames[4][4] = {{"00", "01", "02", "03"}, {"10", "11", "12", "13"},
                                 {"20", "21", "22", "23"}, {"30", "31", "32", "33"}};
 
+// Colour of a cell of the table pattern for the colour-filter layouts with one colour per cell
+// (record 2's cfa_pattern 0 to 3 and 128 to 131), or null.
+const char *cell_colour(int cfa, int r, int c) {
+    static const char *const k2x2[4][2][2] = {{{"GR", "R"}, {"B", "GB"}},
+                                              {{"R", "GR"}, {"GB", "B"}},
+                                              {{"B", "GB"}, {"GR", "R"}},
+                                              {{"GB", "B"}, {"R", "GR"}}};
+    if (cfa >= 0 && cfa <= 3 && r < 2 && c < 2) return k2x2[cfa][r][c];
+    if (cfa >= 128 && cfa <= 131 && r < 2) return k2x2[cfa - 128][r][c / 2];
+    return nullptr;
+}
+
 // Tables of one lens-shading or ratio entry as gains (sample / 2^fraction_bits), one tile per cell.
 template <class Entry>
-std::vector<Tile> entry_tiles(const Entry &e, unsigned w, unsigned h) {
+std::vector<Tile> entry_tiles(const Entry &e, unsigned w, unsigned h, int cfa) {
     std::vector<Tile> tiles;
     const double scale = std::ldexp(1.0, -int(e.fraction_bits));
     for (int r = 0; r < 4; ++r)
         for (int c = 0; c < 4; ++c) {
             if (e.tables[r][c] == nullptr) continue;
             Tile t{std::string("CELL ") + kCellNames[r][c], w, h, {}};
+            if (const char *colour = cell_colour(cfa, r, c)) t.label += std::string(" ") + colour;
             t.values.resize(size_t(w) * h);
             for (size_t i = 0; i < t.values.size(); ++i) t.values[i] = e.tables[r][c][i] * scale;
             tiles.push_back(std::move(t));
@@ -140,14 +153,14 @@ int map_columns(const int8_t (&map)[4][4]) {
 }
 
 template <class Shading>
-std::vector<Page> shading_pages(const Shading *s, const std::string &stem, const std::string &what) {
+std::vector<Page> shading_pages(const Shading *s, const std::string &stem, const std::string &what, int cfa) {
     std::vector<Page> pages;
     for (unsigned i = 0; s && s->light_sources && i < s->num_light_sources; ++i) {
         Page p;
         p.file = stem + "_ls" + std::to_string(i) + ".png";
         p.title = what + " LIGHT SOURCE " + std::to_string(i) + " (ID " +
                   std::to_string(s->light_sources[i].light_source) + ")";
-        p.tiles = entry_tiles(s->light_sources[i], s->width, s->height);
+        p.tiles = entry_tiles(s->light_sources[i], s->width, s->height, cfa);
         p.columns = map_columns(s->channel_map);
         pages.push_back(std::move(p));
     }
@@ -214,7 +227,10 @@ bool render(const Bytes &container, const Bytes *calibration, const std::string 
         return false;
     }
     const auto *before = static_cast<const cmc_lens_shading4x4 *>(plain.result->slot[CMC_SLOT_LENS_SHADING]);
-    std::vector<Page> shading = shading_pages(before, "lens_shading", "LENS SHADING");
+    // Cells are labelled with their colour when record 2 gives a one-colour-per-cell layout.
+    const auto *record2 = static_cast<const cmc_record2 *>(plain.result->slot[CMC_SLOT_RECORD2]);
+    const int cfa = record2 ? record2->cfa_pattern : -1;
+    std::vector<Page> shading = shading_pages(before, "lens_shading", "LENS SHADING", cfa);
     if (before == nullptr) report->notes.push_back("no lens-shading tables (slot 54 is empty)");
 
     if (calibration == nullptr) {
@@ -238,7 +254,7 @@ bool render(const Bytes &container, const Bytes *calibration, const std::string 
     }
 
     const auto *ratio = static_cast<const cmc_lens_shading_ratio *>(merged.result->slot[CMC_SLOT_LENS_SHADING_RATIO]);
-    std::vector<Page> ratios = shading_pages(ratio, "ratio", "RATIO");
+    std::vector<Page> ratios = shading_pages(ratio, "ratio", "RATIO", cfa);
     if (ratio == nullptr) report->notes.push_back("no shading ratios (slot 57 is empty)");
     double lo, hi;
     range_of(ratios, &lo, &hi);
@@ -246,7 +262,7 @@ bool render(const Bytes &container, const Bytes *calibration, const std::string 
 
     // Before and after share one scale so that the two read alike.
     const auto *after = static_cast<const cmc_lens_shading4x4 *>(merged.result->slot[CMC_SLOT_LENS_SHADING]);
-    std::vector<Page> merged_pages = shading_pages(after, "merged", "MERGED");
+    std::vector<Page> merged_pages = shading_pages(after, "merged", "MERGED", cfa);
     std::vector<Page> both = shading;
     both.insert(both.end(), merged_pages.begin(), merged_pages.end());
     range_of(both, &lo, &hi);
