@@ -5,6 +5,7 @@
 #include "common/heap.h"
 #include "oz_nvm.h"
 #include "parser/container.h"
+#include "parser/merge.h"
 #include "parser/parser.h"
 #include "parser/synth_record34.h"
 #include "records/decode.h"
@@ -67,6 +68,7 @@ cmc_data *parse_container(const binary_data *container, const binary_data *calib
         return true;
     });
 
+    merge_calibration(cmc, nvm, diag);
     if (nvm != nullptr) oz_nvm_deinit(nvm);
     synthesize_record34(cmc, diag);
     return cmc;

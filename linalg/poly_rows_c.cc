@@ -1,0 +1,58 @@
+// Polynomial evaluation rows: the scalar definition, and the row tables with their run-time choice.
+#include "common/cpu.h"
+#include "linalg/poly_rows.h"
+
+namespace oz {
+namespace {
+
+template <class T>
+T eval_element(const PolyColumns<T> &c, const PolyRow<T> &r, size_t i) {
+    T s = c.a1[i] + r.c0;
+    s = s + r.b2;
+    s = s + c.a3[i];
+    s = s + c.a4[i] * r.y;
+    s = s + r.b5;
+    s = s + c.a6[i];
+    s = s + c.a7[i] * r.y;
+    s = s + c.a8[i] * r.y2;
+    s = s + r.b9;
+    s = s + c.a10[i];
+    s = s + c.a11[i] * r.y;
+    s = s + c.a12[i] * r.y2;
+    s = s + c.a13[i] * r.y3;
+    s = s + r.b14;
+    return s;
+}
+
+}  // namespace
+
+void poly_eval_row_f32_c(const PolyColumnsF32 &cols, const PolyRowF32 &row, float *dst, size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) dst[i] = eval_element(cols, row, i);
+}
+
+void poly_eval_row_f64_c(const PolyColumnsF64 &cols, const PolyRowF64 &row, float *dst, size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) dst[i] = float(eval_element(cols, row, i));
+}
+
+const poly_rows &c_poly_rows() {
+    static const poly_rows rows{poly_eval_row_f32_c, poly_eval_row_f64_c};
+    return rows;
+}
+
+const poly_rows &sse41_poly_rows() {
+    static const poly_rows rows{poly_eval_row_f32_sse41, poly_eval_row_f64_sse41};
+    return rows;
+}
+
+const poly_rows &avx2_poly_rows() {
+    static const poly_rows rows{poly_eval_row_f32_avx2, poly_eval_row_f64_avx2};
+    return rows;
+}
+
+const poly_rows &best_poly_rows() {
+    static const poly_rows &rows = cpu_has_avx2() ? avx2_poly_rows() : cpu_has_sse41() ? sse41_poly_rows()
+                                                                                       : c_poly_rows();
+    return rows;
+}
+
+}  // namespace oz
