@@ -176,6 +176,7 @@ Analysis analyse(const Bytes &container, const Bytes *calibration) {
                 continue;
             case DiagKind::kMerge:
                 f.merge.push_back(e);
+                if (e.what.rfind("ratio correction", 0) == 0) f.merge_ran = true;
                 continue;
             case DiagKind::kRecordVisited:
                 if (!by_offset.count(e.offset)) {
@@ -239,6 +240,7 @@ Json findings_json(const Findings &f) {
     cal["parsed"] = f.calibration_status == 0;
     cal["status"] = f.calibration_given ? Json(nvm_status_name(f.calibration_status)) : Json(nullptr);
     cal["merge_inputs"] = f.merge_inputs;
+    cal["merge_ran"] = f.merge_ran;
     cal["upscaling_method"] = f.upscaling_method ? Json(*f.upscaling_method) : Json(nullptr);
     cal["upscaling"] = f.upscaling_method ? Json(upscaling_method_name(*f.upscaling_method)) : Json(nullptr);
     Json merge = Json::array();
@@ -290,14 +292,20 @@ std::string findings_text(const Findings &f) {
         s += "calibration: none given, no merge\n";
     } else {
         s += std::string("calibration: ") + nvm_status_name(f.calibration_status) + "\n";
-        for (const Event &e : f.merge) s += "  " + e.what + (e.actual ? " (" + std::to_string(e.actual) + ")" : "") + "\n";
-        if (f.calibration_status == 0) {
+        for (const Event &e : f.merge) {
+            s += "  " + e.what;
+            if (e.actual) s += " [" + std::to_string(e.actual) + "]";
+            if (e.code) s += ", status " + std::to_string(e.code);
+            s += "\n";
+        }
+        if (f.merge_ran) {
+            s += "  merge: ran, upscaling method " + std::to_string(f.upscaling_method.value_or(0)) + " (" +
+                 upscaling_method_name(f.upscaling_method.value_or(0)) + ")\n";
+        } else if (f.calibration_status == 0) {
+            s += "  merge: not run";
             if (!f.merge_inputs)
-                s += "  merge: not run (needs lens shading in slot 54, ratios in slot 57 and record 17 "
-                     "version 101+ in slot 33)\n";
-            else
-                s += "  merge: upscaling method " + std::to_string(*f.upscaling_method) + " (" +
-                     upscaling_method_name(*f.upscaling_method) + ")\n";
+                s += " (needs lens shading in slot 54, ratios in slot 57 and record 17 version 101+ in slot 33)";
+            s += "\n";
         }
     }
     return s;

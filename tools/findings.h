@@ -49,6 +49,7 @@ struct Findings {
     int32_t calibration_status = -1;    // oz_nvm_parse's code (0 parsed), -1 when not given
     std::vector<Event> merge;           // calibration intake and merge steps
     bool merge_inputs = false;          // slots 54, 57 and 33 all filled
+    bool merge_ran = false;             // the ratio correction rewrote the lens-shading tables
     std::optional<uint16_t> upscaling_method;  // record 17's, when it has one
 
     // Accepted, the walk reached the end, and no record was refused or lost a section.

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "findings.h"
 #include "image.h"
@@ -194,6 +196,95 @@ std::vector<Page> module_pages(const nvm_data *nvm) {
     return pages;
 }
 
+// Module gains as floats per channel, in the stored orientation: 1 + s / 2^fraction_bits.
+std::vector<float> module_gains(const nvm_data *nvm, const nvm_lsc_table &table, int channel) {
+    const size_t cells = size_t(nvm->lsc_grid_width) * nvm->lsc_grid_height;
+    std::vector<float> g(cells, 1.0f);
+    if (table.channel_grids[channel] == nullptr || table.fraction_bits >= 32) return g;
+    const float scale = float(uint32_t(1) << table.fraction_bits);
+    for (size_t i = 0; i < cells; ++i) {
+        const uint32_t s = table.fraction_bits <= 8 ? static_cast<const uint8_t *>(table.channel_grids[channel])[i]
+                                                    : static_cast<const uint16_t *>(table.channel_grids[channel])[i];
+        g[i] = float(s) / scale + 1.0f;
+    }
+    return g;
+}
+
+// How well the 15-term polynomial surface of the shading upscaling fits each module grid: the surface
+// is fitted as the upscaling fits it (over the whole grid, or without a 2-sample margin for method 2)
+// and evaluated back at the grid points; RMS and largest absolute difference per table and channel.
+Json fit_report(const nvm_data *nvm, uint16_t method) {
+    Json rows = Json::array();
+    const uint16_t w = nvm->lsc_grid_width, h = nvm->lsc_grid_height;
+    const size_t cells = size_t(w) * h;
+    if (cells == 0 || nvm->lsc_tables == nullptr) return rows;
+    const bool margins = method == 2;
+    const uint16_t margin = margins ? 2 : 0;
+    std::vector<float> design(cells * 15), transposed(cells * 15), lu(15 * 15);
+    std::vector<uint32_t> permutation(15);
+    const uint32_t fit = margins ? lu_decomposition_lsc(design.data(), transposed.data(), lu.data(), permutation.data(),
+                                                        w, h, 15, margin, margin)
+                                 : lu_decomposition(design.data(), transposed.data(), lu.data(), permutation.data(), w, h, 15);
+    if (fit != 0) return rows;
+    for (unsigned t = 0; t < nvm->lsc_table_count; ++t) {
+        std::vector<float> in[4], out[4];
+        const float *in_planes[4];
+        float *out_planes[4];
+        for (int c = 0; c < 4; ++c) {
+            in[c] = module_gains(nvm, nvm->lsc_tables[t], c);
+            out[c].assign(cells, 0.0f);
+            in_planes[c] = in[c].data();
+            out_planes[c] = out[c].data();
+        }
+        if (lsc_polynomial_upscale_float(transposed.data(), lu.data(), permutation.data(), in_planes, out_planes, w, h,
+                                         w, h, 15, margin, margin, margins) != 0)
+            continue;
+        for (int c = 0; c < 4; ++c) {
+            double sum = 0, worst = 0;
+            for (size_t i = 0; i < cells; ++i) {
+                const double d = double(out[c][i]) - double(in[c][i]);
+                sum += d * d;
+                worst = std::max(worst, std::fabs(d));
+            }
+            rows.push_back({{"table", t}, {"channel", c}, {"rms", std::sqrt(sum / double(cells))}, {"max", worst}});
+        }
+    }
+    return rows;
+}
+
+// The module's gains upscaled to the characterization's grid the way init does it for this container.
+upscaled_lsc_tables *upscale_like_init(const cmc_data *cmc, const nvm_data *nvm, uint16_t width, uint16_t height) {
+    const void *r17 = cmc->slot[CMC_SLOT_RECORD17];
+    const void *ext = cmc->slot[CMC_SLOT_RECORD17_EXTENSION];
+    uint16_t flip = 0, method = 0;
+    if (r17) std::memcpy(&flip, static_cast<const uint8_t *>(r17) + 12, 2);
+    if (ext) std::memcpy(&method, ext, 2);
+    if (method == 3) return compute_upscaled_lsc_tables_polynom4th_valid_area(width, height, nvm, flip, cmc);
+    return compute_upscaled_lsc_tables_polynom4th(width, height, nvm, flip, method == 2 ? 1 : 0);
+}
+
+// The upscaled module gains, one page per module table, planes labelled with the module's colours.
+std::vector<Page> upscaled_pages(const upscaled_lsc_tables *t, unsigned w, unsigned h, uint16_t bayer_order) {
+    static const char *const kPlanes[4][4] = {
+        {"GR", "R", "B", "GB"}, {"R", "GR", "GB", "B"}, {"B", "GB", "GR", "R"}, {"GB", "B", "R", "GR"}};
+    std::vector<Page> pages;
+    for (unsigned i = 0; t && t->tables && i < t->table_count; ++i) {
+        Page p;
+        p.file = "module_upscaled" + std::to_string(i) + ".png";
+        p.title = "MODULE TABLE " + std::to_string(i) + " UPSCALED GAINS";
+        p.columns = 2;
+        for (int c = 0; c < 4; ++c) {
+            Tile tile{"PLANE " + std::to_string(c), w, h, {}};
+            if (bayer_order < 4) tile.label += std::string(" ") + kPlanes[bayer_order][c];
+            const float *plane = t->tables[i] + size_t(c) * w * h;
+            tile.values.assign(plane, plane + size_t(w) * h);
+            p.tiles.push_back(std::move(tile));
+        }
+        pages.push_back(std::move(p));
+    }
+    return pages;
+}
+
 bool write_pages(const std::vector<Page> &pages, double lo, double hi, const std::string &dir,
                  RenderReport *report, std::string *error) {
     if (pages.empty()) return true;
@@ -248,9 +339,24 @@ bool render(const Bytes &container, const Bytes *calibration, const std::string 
         std::vector<Page> module = module_pages(nvm);
         double lo, hi;
         range_of(module, &lo, &hi);
-        const bool ok = write_pages(module, lo, hi, dir, report, error);
+        bool ok = write_pages(module, lo, hi, dir, report, error);
+        // The gains as the merge upscales them for this container's grid, and how well the surface fits.
+        const cmc_data *cmc = plain.result;
+        uint16_t method = 0, bayer_order = 0xFFFF;
+        if (cmc->slot[CMC_SLOT_RECORD17_EXTENSION]) std::memcpy(&method, cmc->slot[CMC_SLOT_RECORD17_EXTENSION], 2);
+        if (cmc->slot[CMC_SLOT_RECORD17]) std::memcpy(&bayer_order, static_cast<const uint8_t *>(cmc->slot[CMC_SLOT_RECORD17]) + 10, 2);
+        if (ok && before != nullptr) {
+            upscaled_lsc_tables *up = upscale_like_init(cmc, nvm, before->width, before->height);
+            if (up == nullptr) report->notes.push_back("the module's gains could not be upscaled to the lens-shading grid");
+            std::vector<Page> upscaled = upscaled_pages(up, before->width, before->height, bayer_order);
+            deinit_computed_upscale_lsc_tables(up);
+            range_of(upscaled, &lo, &hi);
+            ok = write_pages(upscaled, lo, hi, dir, report, error);
+        }
+        report->fit = fit_report(nvm, method);
         oz_nvm_deinit(nvm);
         if (!ok) return false;
+        std::ofstream(dir + "/fit_report.json") << report->fit.dump(2) << "\n";
     }
 
     const auto *ratio = static_cast<const cmc_lens_shading_ratio *>(merged.result->slot[CMC_SLOT_LENS_SHADING_RATIO]);

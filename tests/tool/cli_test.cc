@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -257,29 +258,52 @@ TEST(Cli, RenderedImages) {
 
     // Four light sources: lens-shading, ratio, merged and difference pages for each, two module tables.
     std::map<std::string, int> pages;
-    for (const auto &entry : std::filesystem::directory_iterator(dir))
-        ++pages[entry.path().filename().string().substr(0, entry.path().filename().string().rfind('_'))];
-    EXPECT_EQ(pages["lens_shading"], 4);
-    EXPECT_EQ(pages["ratio"], 4);
-    EXPECT_EQ(pages["merged"], 4);
-    EXPECT_EQ(pages["difference"], 4);
+    for (const auto &entry : std::filesystem::directory_iterator(dir)) {
+        std::string stem = entry.path().stem().string();
+        while (!stem.empty() && std::isdigit(static_cast<unsigned char>(stem.back()))) stem.pop_back();
+        ++pages[stem];
+    }
+    EXPECT_EQ(pages["lens_shading_ls"], 4);
+    EXPECT_EQ(pages["ratio_ls"], 4);
+    EXPECT_EQ(pages["merged_ls"], 4);
+    EXPECT_EQ(pages["difference_ls"], 4);
+    EXPECT_EQ(pages["module_table"], 2);
+    EXPECT_EQ(pages["module_upscaled"], 2);
+
+    // The module grids are smooth quartic falloffs: the 15-term surface fits them to within the
+    // samples' rounding (1/1024), for each of 2 tables x 4 channels.
+    Json fit = Json::parse(slurp(dir + "/fit_report.json"));
+    ASSERT_EQ(fit.size(), 8u);
+    for (const Json &row : fit) {
+        EXPECT_LT(row["rms"].get<double>(), 1.0 / 1024) << row.dump();
+        EXPECT_LT(row["max"].get<double>(), 2.0 / 1024) << row.dump();
+    }
+    EXPECT_TRUE(contains(r.out, "fit report"));
     // Light source A's red cell reaches 2.3289 in its bottom-left corner; the merged tables share the
     // scale of the characterization's, so the scale reaches at least that.
     Png a = read_png(dir + "/lens_shading_ls0.png");
     EXPECT_GE(std::stod(a.text["Scale-Max"]), 2.3289);
     EXPECT_EQ(a.text["Scale-Max"], read_png(dir + "/merged_ls3.png").text["Scale-Max"]);
 
-    // Every page is a proper image with its scale; lens-shading gains are never below 1.
+    // Every page is a proper image with its scale. The characterization's gains and the merged ones
+    // (ratios near 1 times module gains) stay within (0.9, 16); the upscaled module gains are
+    // normalised to a minimum of exactly 1.
     for (const auto &entry : std::filesystem::directory_iterator(dir)) {
-        Png p = read_png(entry.path().string());
         const std::string name = entry.path().filename().string();
+        if (name.size() < 4 || name.substr(name.size() - 4) != ".png") continue;
+        Png p = read_png(entry.path().string());
         EXPECT_GT(p.width, 0) << name;
+        EXPECT_EQ(p.rgb.size(), size_t(p.width) * p.height * 3) << name;
         ASSERT_TRUE(p.text.count("Scale-Min") && p.text.count("Scale-Max")) << name;
         const double lo = std::stod(p.text["Scale-Min"]), hi = std::stod(p.text["Scale-Max"]);
         EXPECT_LE(lo, hi) << name;
         if (name.rfind("lens_shading", 0) == 0 || name.rfind("merged", 0) == 0) {
-            EXPECT_GE(lo, 1.0) << name;
+            EXPECT_GT(lo, 0.9) << name;
             EXPECT_LE(hi, 16.0) << name;
+        }
+        if (name.rfind("module_upscaled", 0) == 0) {
+            EXPECT_EQ(p.text["Scale-Min"], "1.0000") << name;
+            EXPECT_LT(hi, 2.3) << name;
         }
         if (name.rfind("difference", 0) == 0) {
             EXPECT_DOUBLE_EQ(lo, -hi) << name;
