@@ -331,6 +331,9 @@ void Codec::grids_u16(const char *name, uint64_t count, uint64_t width, uint64_t
     if (reading_) {
         if (width != 0 && height > UINT64_MAX / width) fail(std::string(name) + ": grid size overflows");
         if (width * height != 0) check_count(name, count, 2 * width * height);
+        // Empty tables take no bytes, so the record cannot bound their count; no layout has more than
+        // 128 tables of a kind.
+        else if (count > 128) fail(std::string(name) + ": " + std::to_string(count) + " empty tables");
         Json grids = Json::array();
         for (uint64_t i = 0; i < count; ++i) grids.push_back(read_grid(name, width, height, 2, false, nullptr));
         (*out_)[name] = std::move(grids);

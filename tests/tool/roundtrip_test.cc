@@ -107,6 +107,8 @@ TEST(RoundTrip, TruncatedAndMalformedContainersComeBackByteForByte) {
     cases.push_back({"empty", ContainerBuilder().build()});
     cases.push_back({"non-ASCII text", ContainerBuilder().add(RecordBuilder(1, 100).text(24, "\xC3\xA9t\xE9").length(32)).build()});
     cases.push_back({"lying count", ContainerBuilder().add(RecordBuilder(3, 100).u32(8, 0xFFFFFFFF).length(48)).build()});
+    // 100 entries of 60000 empty planes: shown raw rather than as six million empty tables.
+    cases.push_back({"empty planes", ContainerBuilder().add(RecordBuilder(27, 100).u16(24, 100).u16(26, 60000).length(32 + 2000)).build()});
     cases.push_back({"negative grid", ContainerBuilder().add(RecordBuilder(22, 100).i16(12, -3).i16(14, 5).length(24)).build()});
     cases.push_back({"NaN params", ContainerBuilder().add(RecordBuilder(26, 100).u32(8, 0x7FC00001).u32(12, 0xFF800000).length(16)).build()});
     for (const auto &[name, c] : cases) {
