@@ -84,6 +84,12 @@ int main(int argc, char **argv) {
         ++n;
     }
     for (size_t k = 0; k < ns.size(); ++k) write(dir + "/nvm/seed" + std::to_string(k), 0, ns[k]);
+    // Kernel seeds: one per kernel family selector, with mid-range sizes.
+    for (uint8_t family = 0; family < 8; ++family) {
+        Bytes args(64);
+        for (size_t i = 0; i < args.size(); ++i) args[i] = uint8_t(7 + 13 * i + family);
+        write(dir + "/kernels/seed" + std::to_string(family), family, args);
+    }
     std::printf("%d containers, %zu calibrations\n", n, ns.size());
     return 0;
 }

@@ -302,7 +302,8 @@ TEST_P(VectorRows, UpscalingMatchesScalar) {
     cmc.slot[CMC_SLOT_RECORD2] = rec2.data();
     cmc.slot[CMC_SLOT_VALID_AREA] = rec32.data();
     const int repeat = repeat_from_env();
-    for (auto [w, h] : {std::pair<uint16_t, uint16_t>{64, 48}, {33, 7}, {2, 2}, {250, 3}}) {
+    for (auto size : {std::pair<uint16_t, uint16_t>{64, 48}, {33, 7}, {2, 2}, {250, 3}}) {
+        const uint16_t w = size.first, h = size.second;
         for (int variant = 0; variant < 3; ++variant) {
             auto run = [&](const poly_rows &p, const gain_rows &g) {
                 return variant < 2 ? upscale_polynom4th(w, h, nvm, 1, uint8_t(variant), p, g)
