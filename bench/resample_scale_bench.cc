@@ -21,11 +21,11 @@
 
 #include "oz_resample.h"
 
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
 #include <libyuv/scale.h>
 #include <libyuv/scale_argb.h>
 #endif
@@ -70,7 +70,7 @@ struct Buffers {
     }
 };
 
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
 template <class T>
 Contender cv_resize(const char *what, int type, const T *src, int sw, int sh, T *dst, int dw, int dh, int interp) {
     return {std::string("opencv ") + what, [=] {
@@ -90,10 +90,10 @@ void add_bilinear(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw
         Case c{"bilinear u8 " + size, size_t(dw) * dh, {"resize_2d_array_uint8", [=] {
                    resize_2d_array_uint8(s, sw, sh, d, dw, dh);
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_LINEAR", CV_8UC1, s, sw, sh, d, dw, dh, cv::INTER_LINEAR));
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
         c.peers.push_back({"libyuv ScalePlane bilinear", [=] {
                                libyuv::ScalePlane(s, sw, sw, sh, d, dw, dw, dh, libyuv::kFilterBilinear);
                            }});
@@ -106,10 +106,10 @@ void add_bilinear(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw
         Case c{"bilinear u16 " + size, size_t(dw) * dh * 2, {"resize_2d_array_uint16", [=] {
                    resize_2d_array_uint16(s, sw, sh, d, dw, dh);
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_LINEAR", CV_16UC1, s, sw, sh, d, dw, dh, cv::INTER_LINEAR));
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
         c.peers.push_back({"libyuv ScalePlane_16 bilinear", [=] {
                                libyuv::ScalePlane_16(s, sw, sw, sh, d, dw, dw, dh, libyuv::kFilterBilinear);
                            }});
@@ -122,7 +122,7 @@ void add_bilinear(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw
         Case c{"bilinear float " + size, size_t(dw) * dh * 4, {"resize_2d_array_float", [=] {
                    resize_2d_array_float(s, sw, sh, d, dw, dh);
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_LINEAR", CV_32FC1, s, sw, sh, d, dw, dh, cv::INTER_LINEAR));
 #endif
         cases.push_back(c);
@@ -131,10 +131,10 @@ void add_bilinear(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw
 
 // Peers of the 32-bit nearest kernels: OpenCV on 32-bit single-channel planes, libyuv on 4-byte pixels.
 void add_nearest_32_peers(Case &c, const int32_t *s, int sw, int sh, int32_t *d, int dw, int dh) {
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
     c.peers.push_back(cv_resize("INTER_NEAREST", CV_32SC1, s, sw, sh, d, dw, dh, cv::INTER_NEAREST));
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
     c.peers.push_back({"libyuv ARGBScale none", [=] {
                            libyuv::ARGBScale(reinterpret_cast<const uint8_t *>(s), sw * 4, sw, sh,
                                              reinterpret_cast<uint8_t *>(d), dw * 4, dw, dh, libyuv::kFilterNone);
@@ -180,10 +180,10 @@ void add_nearest(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw,
                    image_upscale_nearest_neighbor_uint16(s, d, uint16_t(sw), uint16_t(sh), uint16_t(dw),
                                                          uint16_t(dh));
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_NEAREST", CV_16UC1, s, sw, sh, d, dw, dh, cv::INTER_NEAREST));
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
         c.peers.push_back({"libyuv ScalePlane_16 none", [=] {
                                libyuv::ScalePlane_16(s, sw, sw, sh, d, dw, dw, dh, libyuv::kFilterNone);
                            }});
@@ -205,7 +205,7 @@ void add_area(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw, in
                    image_downscale_32f_to_u16p10(sp, dp, uint16_t(sw), uint16_t(sh), uint16_t(dw), uint16_t(dh), 1,
                                                  nullptr);
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_AREA (float)", CV_32FC1, s, sw, sh, df, dw, dh, cv::INTER_AREA));
 #endif
         (void)df;
@@ -220,10 +220,10 @@ void add_area(std::vector<Case> &cases, Buffers &buf, int sw, int sh, int dw, in
                    image_downscale_u16_to_u16(sp, dp, uint16_t(sw), uint16_t(sh), 10, uint16_t(dw), uint16_t(dh), 10,
                                               1, nullptr);
                }}, {}};
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
         c.peers.push_back(cv_resize("INTER_AREA", CV_16UC1, s, sw, sh, d, dw, dh, cv::INTER_AREA));
 #endif
-#ifdef OZ_HAVE_LIBYUV
+#ifdef OZ_BENCH_HAVE_LIBYUV
         c.peers.push_back({"libyuv ScalePlane_16 box", [=] {
                                libyuv::ScalePlane_16(s, sw, sw, sh, d, dw, dw, dh, libyuv::kFilterBox);
                            }});
@@ -296,7 +296,7 @@ int run_table(int rounds) {
 }  // namespace
 
 int main(int argc, char **argv) {
-#ifdef OZ_HAVE_OPENCV
+#ifdef OZ_BENCH_HAVE_OPENCV
     cv::setNumThreads(1);
 #endif
     if (argc > 1 && std::strcmp(argv[1], "--gbench") == 0) {

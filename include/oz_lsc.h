@@ -78,6 +78,18 @@ OZ_API uint32_t ratio_based_sample_to_sample_correction(cmc_lens_shading4x4 *len
 
 /* ---- Bicubic upscaling of module shading tables ---- */
 
+/* Upscales every module shading table of `nvm` to width x height gains by bicubic interpolation of
+ * the raw samples (image_bicubic_upscale_uint8_to_float for fraction_bits <= 8, the 16-bit kernel
+ * otherwise), converts each interpolated sample s to s / 2^fraction_bits + 1.0 and orients the planes
+ * by flip_mode (0 keep, 1 mirror each row, 2 reverse the rows, 3 both). The gains are not normalised.
+ * Returns a new table set (table_count = nvm->lsc_table_count) that the caller releases with
+ * deinit_computed_upscale_lsc_tables, or null with nothing allocated when nvm or its lsc_tables is
+ * null, width or height is 0, flip_mode is above 3, a channel grid is null, the target is smaller than
+ * the module grid, or an allocation fails. */
+OZ_API upscaled_lsc_tables *compute_upscaled_lsc_tables_bicubic(uint16_t width, uint16_t height,
+                                                                const nvm_data *nvm,
+                                                                uint32_t flip_mode);
+
 #ifdef __cplusplus
 }
 #endif

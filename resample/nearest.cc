@@ -1,5 +1,6 @@
 // Nearest-neighbour entry points: argument checks, the row mapping (16.16 stepping or footprint end),
-// destination rows that repeat the previous one copied whole, the rows from nearest_rows.
+// destination rows that repeat the previous one copied whole (streamed from a row buffer for large
+// calls), the rows from nearest_rows.
 #include <cstring>
 
 #include "common/cpu.h"
@@ -7,6 +8,7 @@
 #include "common/status.h"
 #include "oz_resample.h"
 #include "resample/nearest_rows.h"
+#include "resample/stream.h"
 
 namespace oz {
 namespace {
@@ -23,6 +25,37 @@ inline uint32_t steps_inside(uint32_t n, uint32_t d, uint32_t step) {
     return inside < d ? uint32_t(inside) : d;
 }
 
+// A destination row buffer for large calls: rows are built in it and streamed to every destination row
+// that repeats them (see stream.h). Null, and plain stores into the destination, for small calls or
+// when the buffer cannot be allocated (the samples are the same either way).
+template <class T>
+HeapArray<T> stream_buffer(size_t src_bytes, size_t dst_row, size_t dst_rows) {
+    size_t dst_bytes;
+    if (!checked_mul(dst_row * sizeof(T), dst_rows, &dst_bytes) || !use_streaming(src_bytes, dst_bytes))
+        return HeapArray<T>();
+    return heap_array<T>(dst_row);
+}
+
+// Writes destination row d, whose samples are those of `row` (the row buffer) or, without a buffer,
+// those of the destination row before it (repeat) or already in place.
+template <class T>
+inline void finish_row(T *d, const T *row, size_t count, bool repeat) {
+    if (row != nullptr)
+        stream_copy(d, row, count * sizeof(T));
+    else if (repeat)
+        std::memcpy(d, d - count, count * sizeof(T));
+}
+
+// Column map of the footprint-end kernels: footprint_last of every destination column, computed once
+// per call instead of once per row. Null when it cannot be allocated: the rows then compute the
+// columns themselves (the same samples).
+HeapArray<int32_t> column_map(uint32_t count, float ratio, uint32_t src_count, bool tolerant) {
+    HeapArray<int32_t> map = heap_array<int32_t>(count);
+    if (map)
+        for (uint32_t i = 0; i < count; ++i) map[i] = int32_t(footprint_last(i + 1, ratio, src_count, tolerant));
+    return map;
+}
+
 uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height, size_t channels, int32_t *dst,
                     uint32_t dst_width, uint32_t dst_height, const nearest_rows &rows) {
     size_t src_row, dst_row, dst_row_bytes;
@@ -36,27 +69,31 @@ uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height,
     step_row_fn row_fn = channels == 1 ? rows.step_x32 : channels == 2 ? rows.step_x64
                                                        : channels == 4 ? rows.step_x128
                                                                        : nullptr;
+    const HeapArray<int32_t> buffer =
+        stream_buffer<int32_t>(size_t(src_height) * src_row * sizeof(int32_t), dst_row, dst_height);
     uint32_t pos_y = 0;
     uint32_t prev_sy = 0;
     for (uint32_t y = 0; y < dst_height; ++y) {
         const uint32_t sy = y < inside_y ? pos_y >> 16 : src_height - 1;
         pos_y += step_y;
         int32_t *d = dst + size_t(y) * dst_row;
-        if (y > 0 && sy == prev_sy) {
-            // Same source row as the destination row before: the same samples.
-            std::memcpy(d, d - dst_row, dst_row_bytes);
-            continue;
+        // The same source row as the destination row before gives the same samples.
+        const bool repeat = y > 0 && sy == prev_sy;
+        if (!repeat) {
+            prev_sy = sy;
+            int32_t *out = buffer ? buffer.get() : d;
+            const int32_t *s = src + size_t(sy) * src_row;
+            if (row_fn != nullptr)
+                row_fn(s, out, 0, inside_x, step_x, src_width);
+            else
+                step_row_block_c(s, out, inside_x, step_x, channels);
+            const int32_t *last = s + size_t(src_width - 1) * channels;
+            for (uint32_t x = inside_x; x < dst_width; ++x)
+                std::memcpy(out + size_t(x) * channels, last, channels * sizeof(int32_t));
         }
-        prev_sy = sy;
-        const int32_t *s = src + size_t(sy) * src_row;
-        if (row_fn != nullptr)
-            row_fn(s, d, 0, inside_x, step_x, src_width);
-        else
-            step_row_block_c(s, d, inside_x, step_x, channels);
-        const int32_t *last = s + size_t(src_width - 1) * channels;
-        for (uint32_t x = inside_x; x < dst_width; ++x)
-            std::memcpy(d + size_t(x) * channels, last, channels * sizeof(int32_t));
+        finish_row(d, buffer.get(), dst_row, repeat);
     }
+    if (buffer) store_fence();
     return kStatusDone;
 }
 
@@ -92,17 +129,26 @@ uint32_t upscale_nearest_uint16_impl(const uint16_t *src, uint16_t *dst, uint16_
     if (src == nullptr || dst == nullptr) return kStatusInvalidArgs;
     const float rx = float(src_width) / float(dst_width);
     const float ry = float(src_height) / float(dst_height);
+    const HeapArray<int32_t> map = column_map(dst_width, rx, src_width, true);
+    const HeapArray<uint16_t> buffer =
+        stream_buffer<uint16_t>(size_t(src_width) * src_height * sizeof(uint16_t), dst_width, dst_height);
     uint32_t prev_sy = 0;
     for (uint32_t j = 1; j <= dst_height; ++j) {
         const uint32_t sy = footprint_last(j, ry, src_height, true);
         uint16_t *d = dst + size_t(j - 1) * dst_width;
-        if (j > 1 && sy == prev_sy) {
-            std::memcpy(d, d - dst_width, size_t(dst_width) * sizeof(uint16_t));
-            continue;
+        const bool repeat = j > 1 && sy == prev_sy;
+        if (!repeat) {
+            prev_sy = sy;
+            const uint16_t *s = src + size_t(sy) * src_width;
+            uint16_t *out = buffer ? buffer.get() : d;
+            if (map)
+                rows.take_u16(s, map.get(), out, 0, dst_width, src_width);
+            else
+                rows.pick_u16(s, out, 0, dst_width, rx, src_width);
         }
-        prev_sy = sy;
-        rows.pick_u16(src + size_t(sy) * src_width, d, 0, dst_width, rx, src_width);
+        finish_row(d, buffer.get(), dst_width, repeat);
     }
+    if (buffer) store_fence();
     return kStatusDone;
 }
 
@@ -113,21 +159,32 @@ uint32_t downscale_nearest_int32_impl(const int32_t *src, int32_t *dst, uint16_t
     if (src == nullptr || dst == nullptr) return kStatusInvalidArgs;
     const float rx = float(src_width) / float(dst_width);
     const float ry = float(src_height) / float(dst_height);
+    const HeapArray<int32_t> map = use_max != 0 ? HeapArray<int32_t>() : column_map(dst_width, rx, src_width, false);
+    const HeapArray<int32_t> buffer =
+        stream_buffer<int32_t>(size_t(src_width) * src_height * sizeof(int32_t), dst_width, dst_height);
     uint32_t first_row = 0;  // the row span of a destination row starts after the previous one's end
     for (uint32_t j = 1; j <= dst_height; ++j) {
         const uint32_t sy = footprint_last(j, ry, src_height, false);
         int32_t *d = dst + size_t(j - 1) * dst_width;
+        int32_t *out = buffer ? buffer.get() : d;
+        bool repeat = false;
         if (use_max != 0) {
             const uint32_t row_count = sy >= first_row ? sy - first_row + 1 : 0;
-            rows.max_i32(src + size_t(first_row) * src_width, src_width, row_count, d, dst_width, rx, src_width);
+            rows.max_i32(src + size_t(first_row) * src_width, src_width, row_count, out, dst_width, rx, src_width);
             first_row = sy + 1;
         } else if (j > 1 && sy + 1 == first_row) {
-            std::memcpy(d, d - dst_width, size_t(dst_width) * sizeof(int32_t));
+            repeat = true;
         } else {
-            rows.pick_i32(src + size_t(sy) * src_width, d, 0, dst_width, rx, src_width);
+            const int32_t *s = src + size_t(sy) * src_width;
+            if (map)
+                rows.take_i32(s, map.get(), out, 0, dst_width, src_width);
+            else
+                rows.pick_i32(s, out, 0, dst_width, rx, src_width);
             first_row = sy + 1;
         }
+        finish_row(d, buffer.get(), dst_width, repeat);
     }
+    if (buffer) store_fence();
     return kStatusDone;
 }
 

@@ -24,6 +24,13 @@ using pick_i32_fn = void (*)(const int32_t *src, int32_t *dst, uint32_t begin, u
 using max_i32_fn = void (*)(const int32_t *src, size_t stride, uint32_t row_count, int32_t *dst, uint32_t count,
                             float ratio, uint32_t src_count);
 
+// Index map: dst[i] = src[idx[i]] for begin <= i < end, with idx ascending and below src_count (the
+// footprint-end kernels compute the map once per call, as footprint_last of every column).
+using take_u16_fn = void (*)(const uint16_t *src, const int32_t *idx, uint16_t *dst, uint32_t begin, uint32_t end,
+                             uint32_t src_count);
+using take_i32_fn = void (*)(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
+                             uint32_t src_count);
+
 struct nearest_rows {
     step_row_fn step_x32;   // 4-byte pixels
     step_row_fn step_x64;   // 8-byte pixels
@@ -31,6 +38,8 @@ struct nearest_rows {
     pick_u16_fn pick_u16;   // boundary tolerance 0.0001
     pick_i32_fn pick_i32;   // exact boundaries
     max_i32_fn max_i32;     // exact boundaries
+    take_u16_fn take_u16;
+    take_i32_fn take_i32;
 };
 
 // Scalar definitions (also the tails of the vector rows).
@@ -45,6 +54,10 @@ void pick_row_i32_c(const int32_t *src, int32_t *dst, uint32_t begin, uint32_t e
                     uint32_t src_count);
 void max_row_i32_c(const int32_t *src, size_t stride, uint32_t row_count, int32_t *dst, uint32_t count,
                    float ratio, uint32_t src_count);
+void take_row_u16_c(const uint16_t *src, const int32_t *idx, uint16_t *dst, uint32_t begin, uint32_t end,
+                    uint32_t src_count);
+void take_row_i32_c(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
+                    uint32_t src_count);
 
 const nearest_rows &nearest_c_rows();
 const nearest_rows &nearest_sse41_rows();  // needs SSE4.1

@@ -74,6 +74,35 @@ void pick_row_i32_avx2(const int32_t *src, int32_t *dst, uint32_t begin, uint32_
     pick_row_i32_c(src, dst, i, end, ratio, src_count);
 }
 
+// dst[0 .. 7] = src[idx lane 0 .. 7] for ascending indices below src_count.
+inline void fetch_u16(const uint16_t *src, __m256i idx, uint16_t *dst, uint32_t src_count) {
+    const uint32_t first = uint32_t(_mm256_cvtsi256_si32(idx));
+    const uint32_t last = uint32_t(_mm256_extract_epi32(idx, 7));
+    if (last - first < 8 && first + 8 <= src_count) {
+        // Byte shuffle of the 8-sample window: lane k takes bytes 2d, 2d + 1 (d = idx - first).
+        const __m256i dd = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
+        const __m256i ctrl32 = _mm256_add_epi32(_mm256_mullo_epi32(dd, _mm256_set1_epi32(0x0202)),
+                                                _mm256_set1_epi32(0x0100));
+        const __m256i ctrl16 = _mm256_permute4x64_epi64(_mm256_packus_epi32(ctrl32, ctrl32), 0x08);
+        const __m128i window = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + first));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm_shuffle_epi8(window, _mm256_castsi256_si128(ctrl16)));
+    } else if (last - first < 16 && first + 16 <= src_count) {
+        // Sample d of a 16-sample window: the dword d / 2 by permutation, its upper half for odd d,
+        // then the low 16 bits of each lane packed.
+        const __m256i dd = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
+        const __m256i window = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + first));
+        const __m256i dword = _mm256_permutevar8x32_epi32(window, _mm256_srli_epi32(dd, 1));
+        const __m256i shift = _mm256_slli_epi32(_mm256_and_si256(dd, _mm256_set1_epi32(1)), 4);
+        const __m256i word = _mm256_and_si256(_mm256_srlv_epi32(dword, shift), _mm256_set1_epi32(0xFFFF));
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(word, word), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm256_castsi256_si128(packed));
+    } else {
+        alignas(32) int32_t k[8];
+        _mm256_store_si256(reinterpret_cast<__m256i *>(k), idx);
+        for (int l = 0; l < 8; ++l) dst[l] = src[k[l]];
+    }
+}
+
 void pick_row_u16_avx2(const uint16_t *src, uint16_t *dst, uint32_t begin, uint32_t end, float ratio,
                        uint32_t src_count) {
     const __m256 r = _mm256_set1_ps(ratio);
@@ -81,35 +110,27 @@ void pick_row_u16_avx2(const uint16_t *src, uint16_t *dst, uint32_t begin, uint3
     uint32_t i = begin;
     for (; i + 8 <= end; i += 8) {
         const __m256i j = _mm256_add_epi32(_mm256_set1_epi32(int32_t(i + 1)), Avx2::iota());
-        const __m256i idx = footprint_last_vec<Avx2, true>(j, r, last_sample);
-        const uint32_t first = uint32_t(_mm256_cvtsi256_si32(idx));
-        const uint32_t last = uint32_t(_mm256_extract_epi32(idx, 7));
-        if (last - first < 8 && first + 8 <= src_count) {
-            // Byte shuffle of the 8-sample window: lane k takes bytes 2d, 2d + 1 (d = idx - first).
-            const __m256i dd = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
-            const __m256i ctrl32 = _mm256_add_epi32(_mm256_mullo_epi32(dd, _mm256_set1_epi32(0x0202)),
-                                                    _mm256_set1_epi32(0x0100));
-            const __m256i ctrl16 = _mm256_permute4x64_epi64(_mm256_packus_epi32(ctrl32, ctrl32), 0x08);
-            const __m128i window = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + first));
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i),
-                             _mm_shuffle_epi8(window, _mm256_castsi256_si128(ctrl16)));
-        } else if (last - first < 16 && first + 16 <= src_count) {
-            // Sample d of a 16-sample window: the dword d / 2 by permutation, its upper half for odd d,
-            // then the low 16 bits of each lane packed.
-            const __m256i dd = _mm256_sub_epi32(idx, _mm256_set1_epi32(int32_t(first)));
-            const __m256i window = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + first));
-            const __m256i dword = _mm256_permutevar8x32_epi32(window, _mm256_srli_epi32(dd, 1));
-            const __m256i shift = _mm256_slli_epi32(_mm256_and_si256(dd, _mm256_set1_epi32(1)), 4);
-            const __m256i word = _mm256_and_si256(_mm256_srlv_epi32(dword, shift), _mm256_set1_epi32(0xFFFF));
-            const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi32(word, word), 0x08);
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm256_castsi256_si128(packed));
-        } else {
-            alignas(32) int32_t k[8];
-            _mm256_store_si256(reinterpret_cast<__m256i *>(k), idx);
-            for (int l = 0; l < 8; ++l) dst[i + l] = src[k[l]];
-        }
+        fetch_u16(src, footprint_last_vec<Avx2, true>(j, r, last_sample), dst + i, src_count);
     }
     pick_row_u16_c(src, dst, i, end, ratio, src_count);
+}
+
+void take_row_u16_avx2(const uint16_t *src, const int32_t *idx, uint16_t *dst, uint32_t begin, uint32_t end,
+                       uint32_t src_count) {
+    uint32_t i = begin;
+    for (; i + 8 <= end; i += 8)
+        fetch_u16(src, _mm256_loadu_si256(reinterpret_cast<const __m256i *>(idx + i)), dst + i, src_count);
+    take_row_u16_c(src, idx, dst, i, end, src_count);
+}
+
+void take_row_i32_avx2(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
+                       uint32_t src_count) {
+    uint32_t i = begin;
+    for (; i + 8 <= end; i += 8) {
+        const __m256i k = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(idx + i));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), fetch_i32(src, k, src_count));
+    }
+    take_row_i32_c(src, idx, dst, i, end, src_count);
 }
 
 void max_row_i32_avx2(const int32_t *src, size_t stride, uint32_t row_count, int32_t *dst, uint32_t count,
@@ -122,7 +143,8 @@ void max_row_i32_avx2(const int32_t *src, size_t stride, uint32_t row_count, int
 const nearest_rows &nearest_avx2_rows() {
     // 16-byte pixels are one vector move each already: the scalar row serves.
     static const nearest_rows rows = {step_row_x32_avx2, step_row_x64_avx2, step_row_x128_c,
-                                      pick_row_u16_avx2, pick_row_i32_avx2, max_row_i32_avx2};
+                                      pick_row_u16_avx2, pick_row_i32_avx2, max_row_i32_avx2,
+                                      take_row_u16_avx2, take_row_i32_avx2};
     return rows;
 }
 

@@ -62,9 +62,18 @@ void max_row_i32_c(const int32_t *src, size_t stride, uint32_t row_count, int32_
     }
 }
 
+void take_row_u16_c(const uint16_t *src, const int32_t *idx, uint16_t *dst, uint32_t begin, uint32_t end,
+                    uint32_t) {
+    for (uint32_t i = begin; i < end; ++i) dst[i] = src[idx[i]];
+}
+
+void take_row_i32_c(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end, uint32_t) {
+    for (uint32_t i = begin; i < end; ++i) dst[i] = src[idx[i]];
+}
+
 const nearest_rows &nearest_c_rows() {
-    static const nearest_rows rows = {step_row_x32_c, step_row_x64_c, step_row_x128_c,
-                                      pick_row_u16_c, pick_row_i32_c, max_row_i32_c};
+    static const nearest_rows rows = {step_row_x32_c, step_row_x64_c, step_row_x128_c, pick_row_u16_c,
+                                      pick_row_i32_c, max_row_i32_c,  take_row_u16_c,  take_row_i32_c};
     return rows;
 }
 

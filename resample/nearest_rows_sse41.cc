@@ -72,12 +72,24 @@ void max_row_i32_sse41(const int32_t *src, size_t stride, uint32_t row_count, in
     max_row_vec<Sse41>(src, stride, row_count, dst, count, ratio, src_count);
 }
 
+void take_row_i32_sse41(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
+                        uint32_t src_count) {
+    uint32_t i = begin;
+    for (; i + 4 <= end; i += 4) {
+        const __m128i k = _mm_loadu_si128(reinterpret_cast<const __m128i *>(idx + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), fetch_i32(src, k, src_count));
+    }
+    take_row_i32_c(src, idx, dst, i, end, src_count);
+}
+
 }  // namespace
 
 const nearest_rows &nearest_sse41_rows() {
     // 8- and 16-byte pixels are one or two moves each already: the scalar rows serve.
-    static const nearest_rows rows = {step_row_x32_sse41, step_row_x64_c, step_row_x128_c,
-                                      pick_row_u16_sse41, pick_row_i32_sse41, max_row_i32_sse41};
+    // 16-bit samples by index are single loads already: the scalar row serves.
+    static const nearest_rows rows = {step_row_x32_sse41, step_row_x64_c,     step_row_x128_c,
+                                      pick_row_u16_sse41, pick_row_i32_sse41, max_row_i32_sse41,
+                                      take_row_u16_c,     take_row_i32_sse41};
     return rows;
 }
 

@@ -1,20 +1,82 @@
-// 2-D array resize entry points: argument checks, steps, the column tables of a strip of destination
-// columns, the cache of horizontal rows and the destination row loop; the rows come from resize2d_rows.
+// 2-D array resize entry points: argument checks, steps, the working buffer with the column tables,
+// the cache of horizontal rows and the destination row loop (with prefetches of the source rows to come
+// and streaming stores for large calls); the rows come from resize2d_rows.
 #include <cstring>
 
 #include "common/cpu.h"
+#include "common/heap.h"
 #include "common/status.h"
 #include "resample/resize2d_rows.h"
+#include "resample/stream.h"
 
 namespace oz {
 namespace {
 
-// Destination columns handled per strip: the column tables and two cached horizontal rows of a strip
-// live on the stack (no working memory is allocated).
+// Working memory of one call: the column tables, the two cached horizontal rows and a row of results.
+// They are taken for the whole destination width from the heap, so that the destination is written
+// row after row and every source row is read once; when that allocation fails the same work runs in
+// strips of kStrip destination columns on the stack, with identical results.
 constexpr uint32_t kStrip = 1024;
+constexpr size_t kStackBytes = size_t(kStrip) * 32 + 9 * 64;  // the float member takes 32 bytes a column
+
+// Room for kArrays arrays of one element per column, together kBytesPerColumn bytes a column, each
+// array 64-byte aligned.
+template <size_t kBytesPerColumn, size_t kArrays>
+class Workspace {
+    static_assert(kBytesPerColumn * kStrip + 64 * (kArrays + 1) <= kStackBytes, "the stack strip must hold it");
+
+  public:
+    explicit Workspace(uint32_t columns) {
+        size_t bytes;
+        if (checked_mul(columns, kBytesPerColumn, &bytes) && bytes <= SIZE_MAX - 64 * (kArrays + 1))
+            heap_ = heap_array<uint8_t>(bytes + 64 * (kArrays + 1));
+        if (heap_) {
+            base_ = heap_.get();
+            columns_ = columns;
+        } else {
+            base_ = stack_;
+            columns_ = kStrip;
+        }
+        next_ = reinterpret_cast<uintptr_t>(base_);
+    }
+    Workspace(const Workspace &) = delete;
+    Workspace &operator=(const Workspace &) = delete;
+
+    // Columns per strip: the whole destination width, or kStrip.
+    uint32_t columns() const { return columns_; }
+    // The next array of `per_column` elements a column.
+    template <class T>
+    T *take(size_t per_column = 1) {
+        next_ = (next_ + 63) & ~uintptr_t(63);
+        T *p = reinterpret_cast<T *>(next_);
+        next_ += size_t(columns_) * per_column * sizeof(T);
+        return p;
+    }
+
+  private:
+    HeapArray<uint8_t> heap_;
+    uint8_t *base_ = nullptr;
+    uint32_t columns_ = 0;
+    uintptr_t next_ = 0;
+    alignas(64) uint8_t stack_[kStackBytes];
+};
+
+// Prefetches the samples [0, count) of a source row that the next destination row reads.
+template <class T>
+inline void prefetch_row(const T *row, size_t count) {
+    prefetch_bytes(row, count * sizeof(T));
+}
 
 // Source sides whose largest fixed-point position (side - 1) * 2^F still fits 32 bits.
 constexpr uint64_t max_fixed_side(uint32_t f) { return (uint64_t(1) << (32 - f)); }
+
+// Source rows (k, k + 1) of a destination row, held in two cached horizontal rows: a row already held
+// is kept, so that every source row's horizontal pass is computed once per strip.
+struct RowCache {
+    int64_t held[2] = {-1, -1};
+    // Slot of source row r, or -1.
+    int find(int64_t r) const { return held[0] == r ? 0 : held[1] == r ? 1 : -1; }
+};
 
 // The source area of a fixed-point resize and the destination it is written to.
 template <class T, class Out>
@@ -28,56 +90,94 @@ struct FixedJob {
     size_t dst_step;          // 1, or the sample step of the _v1 members
 };
 
+// Horizontal rows of a fixed-point member straight from the column tables.
+template <class T, class H>
+struct PlainHorizontal {
+    static constexpr size_t kPlanBytes = 0;
+    void (*row)(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                uint32_t src_count, H *h);
+    void prepare(const int32_t *, const uint32_t *, uint32_t, uint32_t, uint8_t *) {}
+    void operator()(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count,
+                    H *h) const {
+        row(src, kx, w01, 0, n, src_count, h);
+    }
+};
+
+// 8-bit horizontal rows through the row set's plan when it has one.
+struct U8Horizontal {
+    static constexpr size_t kPlanBytes = kPlanU8Bytes;
+    const resize2d_rows &rows;
+    const uint8_t *plan = nullptr;
+    void prepare(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, uint8_t *room) {
+        plan = rows.plan_u8 != nullptr && rows.plan_u8(kx, w01, n, src_count, room) ? room : nullptr;
+    }
+    void operator()(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count,
+                    uint16_t *h) const {
+        if (plan != nullptr)
+            rows.h_u8_plan(src, plan, kx, w01, n, src_count, h);
+        else
+            rows.h_u8(src, kx, w01, 0, n, src_count, h);
+    }
+};
+
 template <class T, class H, class Out, class HFn, class VFn>
-void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn) {
+void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, HFn h_fn, VFn v_fn, VFn v_stream_fn) {
     // step = ((n - 1) * 2^F) / (d - 1), truncating; positions start at the area's origin.
     const uint32_t step_x = ((job.width - 1) << f) / (job.dst_width - 1);
     const uint32_t step_y = ((job.height - 1) << f) / (job.dst_height - 1);
     const uint32_t src_count = uint32_t(job.stride);
-    alignas(32) int32_t kx[kStrip];
-    alignas(32) uint32_t w01[kStrip];
-    alignas(32) H hbuf[2][kStrip];
-    alignas(32) Out tmp[kStrip];
-    for (uint32_t strip = 0; strip < job.dst_width; strip += kStrip) {
-        const uint32_t n = job.dst_width - strip < kStrip ? job.dst_width - strip : kStrip;
+    const bool stream = job.dst_step == 1 && use_streaming(size_t(job.width) * job.height * sizeof(T),
+                                                          size_t(job.dst_width) * job.dst_height * sizeof(Out));
+    const VFn v_row = stream ? v_stream_fn : v_fn;
+    Workspace<2 * sizeof(uint32_t) + 2 * sizeof(H) + sizeof(Out) + HFn::kPlanBytes, 6> ws(job.dst_width);
+    int32_t *kx = ws.template take<int32_t>();
+    uint32_t *w01 = ws.template take<uint32_t>();
+    H *hrow[2] = {ws.template take<H>(), ws.template take<H>()};
+    Out *tmp = ws.template take<Out>();
+    uint8_t *plan = HFn::kPlanBytes > 0 ? ws.template take<uint8_t>(HFn::kPlanBytes) : nullptr;
+    for (uint32_t strip = 0; strip < job.dst_width; strip += ws.columns()) {
+        const uint32_t n = job.dst_width - strip < ws.columns() ? job.dst_width - strip : ws.columns();
         uint32_t px = (job.left << f) + strip * step_x;
         for (uint32_t i = 0; i < n; ++i, px += step_x) {
             const FixedTap t = fixed_tap(px, f);
             kx[i] = int32_t(t.k);
             w01[i] = t.w0 | (t.w1 << 16);
         }
-        H *row0 = hbuf[0];
-        H *row1 = hbuf[1];
-        int64_t cached0 = -1, cached1 = -1;  // source rows held by row0 and row1
+        h_fn.prepare(kx, w01, n, src_count, plan);
+        const uint32_t first_col = uint32_t(kx[0]), cols = uint32_t(kx[n - 1]) + 2 - first_col;
+        RowCache cache;
         uint32_t py = job.top << f;
         for (uint32_t j = 0; j < job.dst_height; ++j, py += step_y) {
             const FixedTap t = fixed_tap(py, f);
             const int64_t ky = t.k;
-            if (cached1 == ky) {
-                H *swap = row0;
-                row0 = row1;
-                row1 = swap;
-                cached0 = ky;
-                cached1 = -1;
+            int s0 = cache.find(ky);
+            int s1 = cache.find(ky + 1);
+            if (s0 < 0) {
+                s0 = s1 == 0 ? 1 : 0;
+                h_fn(job.src + size_t(ky) * job.stride, kx, w01, n, src_count, hrow[s0]);
+                cache.held[s0] = ky;
             }
-            if (cached0 != ky) {
-                h_fn(job.src + size_t(ky) * job.stride, kx, w01, 0, n, src_count, row0);
-                cached0 = ky;
+            if (s1 < 0) {
+                s1 = 1 - s0;
+                h_fn(job.src + size_t(ky + 1) * job.stride, kx, w01, n, src_count, hrow[s1]);
+                cache.held[s1] = ky + 1;
             }
-            if (cached1 != ky + 1) {
-                h_fn(job.src + size_t(ky + 1) * job.stride, kx, w01, 0, n, src_count, row1);
-                cached1 = ky + 1;
+            if (j + 1 < job.dst_height) {
+                const int64_t next = fixed_tap(py + step_y, f).k;
+                for (int64_t r = next; r <= next + 1; ++r)
+                    if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
             }
             const size_t first = size_t(j) * job.dst_width + strip;
             if (job.dst_step == 1) {
-                v_fn(row0, row1, t.w0, t.w1, 0, n, job.dst + first);
+                v_row(hrow[s0], hrow[s1], t.w0, t.w1, 0, n, job.dst + first);
             } else {
-                v_fn(row0, row1, t.w0, t.w1, 0, n, tmp);
+                v_fn(hrow[s0], hrow[s1], t.w0, t.w1, 0, n, tmp);
                 Out *d = job.dst + first * job.dst_step;
                 for (uint32_t i = 0; i < n; ++i) d[size_t(i) * job.dst_step] = tmp[i];
             }
         }
     }
+    if (stream) store_fence();
 }
 
 // Checks of the fixed-point members: every dimension above 1 (signed), a source whose positions fit
@@ -95,13 +195,14 @@ uint32_t fixed_check(const void *src, int32_t src_width, int32_t src_height, con
 
 template <class T, class H, class Out, class HFn, class VFn>
 uint32_t fixed_member(const T *src, int32_t src_width, int32_t src_height, Out *dst, int32_t dst_width,
-                      int32_t dst_height, int32_t dst_step, bool check_step, uint32_t f, HFn h_fn, VFn v_fn) {
+                      int32_t dst_height, int32_t dst_step, bool check_step, uint32_t f, HFn h_fn, VFn v_fn,
+                      VFn v_stream_fn) {
     const uint32_t status = fixed_check(src, src_width, src_height, dst, dst_width, dst_height, f);
     if (status != kStatusDone) return status;
     if (check_step && dst_step < 1) return kStatusInvalidArgs;
     const FixedJob<T, Out> job = {src, size_t(src_width), 0, 0, uint32_t(src_width), uint32_t(src_height),
                                   dst, uint32_t(dst_width), uint32_t(dst_height), size_t(check_step ? dst_step : 1)};
-    fixed_resize<T, H, Out>(job, f, h_fn, v_fn);
+    fixed_resize<T, H, Out>(job, f, h_fn, v_fn, v_stream_fn);
     return kStatusDone;
 }
 
@@ -110,27 +211,31 @@ uint32_t fixed_member(const T *src, int32_t src_width, int32_t src_height, Out *
 uint32_t resize_2d_int32_impl(const int32_t *src, int32_t src_width, int32_t src_height, int32_t *dst,
                               int32_t dst_width, int32_t dst_height, const resize2d_rows &rows) {
     return fixed_member<int32_t, int64_t>(src, src_width, src_height, dst, dst_width, dst_height, 1, false, 12,
-                                          rows.h_i32, rows.v_i32);
+                                          PlainHorizontal<int32_t, int64_t>{rows.h_i32}, rows.v_i32,
+                                  rows.v_i32_stream);
 }
 
 uint32_t resize_2d_uint32_impl(const uint32_t *src, int32_t src_width, int32_t src_height, uint32_t *dst,
                                int32_t dst_width, int32_t dst_height, const resize2d_rows &rows) {
     return fixed_member<uint32_t, uint64_t>(src, src_width, src_height, dst, dst_width, dst_height, 1, false, 12,
-                                            rows.h_u32, rows.v_u32);
+                                            PlainHorizontal<uint32_t, uint64_t>{rows.h_u32}, rows.v_u32,
+                                  rows.v_u32_stream);
 }
 
 uint32_t resize_2d_uint16_impl(const uint16_t *src, int32_t src_width, int32_t src_height, uint16_t *dst,
                                int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
                                const resize2d_rows &rows) {
     return fixed_member<uint16_t, uint32_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
-                                            check_step, 8, rows.h_u16, rows.v_u16);
+                                            check_step, 8, PlainHorizontal<uint16_t, uint32_t>{rows.h_u16}, rows.v_u16,
+                                  rows.v_u16_stream);
 }
 
 uint32_t resize_2d_uint8_impl(const uint8_t *src, int32_t src_width, int32_t src_height, uint8_t *dst,
                               int32_t dst_width, int32_t dst_height, int32_t dst_step, bool check_step,
                               const resize2d_rows &rows) {
     return fixed_member<uint8_t, uint16_t>(src, src_width, src_height, dst, dst_width, dst_height, dst_step,
-                                           check_step, 8, rows.h_u8, rows.v_u8);
+                                           check_step, 8, U8Horizontal{rows}, rows.v_u8,
+                                  rows.v_u8_stream);
 }
 
 uint32_t crop_resize_2d_uint16_impl(const uint16_t *src, uint32_t src_width, uint32_t src_height,
@@ -149,7 +254,8 @@ uint32_t crop_resize_2d_uint16_impl(const uint16_t *src, uint32_t src_width, uin
     if (src_width > max_fixed_side(8) || src_height > max_fixed_side(8)) return kStatusInvalidArgs;
     const FixedJob<uint16_t, uint16_t> job = {src, src_width, top_left.x, top_left.y, uint32_t(area_w),
                                               uint32_t(area_h), dst, dst_width, dst_height, 1};
-    fixed_resize<uint16_t, uint32_t, uint16_t>(job, 8, rows.h_u16, rows.v_u16);
+    fixed_resize<uint16_t, uint32_t, uint16_t>(job, 8, PlainHorizontal<uint16_t, uint32_t>{rows.h_u16}, rows.v_u16,
+                                  rows.v_u16_stream);
     return kStatusDone;
 }
 
@@ -161,11 +267,18 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
     if (src == nullptr || dst == nullptr) return kStatusInvalidArgs;
     const float rx = (float(sw) - 1.0f) / (float(dw) - 1.0f);
     const float ry = (float(src_height) - 1.0f) / (float(dst_height) - 1.0f);
-    alignas(32) int32_t x0[kStrip], x1[kStrip];
-    alignas(32) float fx[kStrip], gx[kStrip];
-    alignas(32) float a[2][kStrip], b[2][kStrip];
-    for (uint32_t strip = 0; strip < dw; strip += kStrip) {
-        const uint32_t n = dw - strip < kStrip ? dw - strip : kStrip;
+    const bool stream = use_streaming(size_t(sw) * size_t(src_height) * sizeof(float),
+                                      size_t(dw) * size_t(dst_height) * sizeof(float));
+    const v_f32_fn v_row = stream ? rows.v_f32_stream : rows.v_f32;
+    Workspace<8 * sizeof(float), 8> ws(dw);
+    int32_t *x0 = ws.take<int32_t>();
+    int32_t *x1 = ws.take<int32_t>();
+    float *fx = ws.take<float>();
+    float *gx = ws.take<float>();
+    float *a[2] = {ws.take<float>(), ws.take<float>()};
+    float *b[2] = {ws.take<float>(), ws.take<float>()};
+    for (uint32_t strip = 0; strip < dw; strip += ws.columns()) {
+        const uint32_t n = dw - strip < ws.columns() ? dw - strip : ws.columns();
         for (uint32_t i = 0; i < n; ++i) {
             // x = i * rx; x0 its integer part held as unsigned 16-bit; x1 the next column inside the row.
             const float x = float(strip + i) * rx;
@@ -175,29 +288,37 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
             fx[i] = x - float(c0);
             gx[i] = 1.0f - fx[i];
         }
-        int64_t cached[2] = {-1, -1};  // source rows held by a[k], b[k]
+        const uint32_t first_col = uint32_t(x0[0]), cols = uint32_t(x1[n - 1]) + 1 - first_col;
+        RowCache cache;  // source rows held by a[k], b[k]
         for (int32_t j = 0; j < dst_height; ++j) {
             const float y = float(j) * ry;
             const uint16_t y0 = uint16_t(uint32_t(y));  // integer part held as unsigned 16-bit
             const uint16_t y1 = y0 < src_height - 1 ? uint16_t(y0 + 1) : y0;
             const float fy = y - float(y0);
             const float gy = 1.0f - fy;
-            // Slots of y0 and y1: a cached row is kept while the next destination rows need it.
-            int s0 = cached[0] == y0 ? 0 : cached[1] == y0 ? 1 : -1;
+            // Slots of y0 and y1 (the same row at the bottom edge).
+            int s0 = cache.find(y0);
+            int s1 = cache.find(y1);
             if (s0 < 0) {
-                s0 = cached[0] == y1 ? 1 : 0;
+                s0 = s1 == 0 ? 1 : 0;
                 rows.h_f32(src + size_t(y0) * sw, x0, x1, fx, gx, 0, n, sw, a[s0], b[s0]);
-                cached[s0] = y0;
+                cache.held[s0] = y0;
+                if (y1 == y0) s1 = s0;
             }
-            int s1 = cached[0] == y1 ? 0 : cached[1] == y1 ? 1 : -1;
             if (s1 < 0) {
                 s1 = 1 - s0;
                 rows.h_f32(src + size_t(y1) * sw, x0, x1, fx, gx, 0, n, sw, a[s1], b[s1]);
-                cached[s1] = y1;
+                cache.held[s1] = y1;
             }
-            rows.v_f32(a[s0], b[s0], a[s1], b[s1], fy, gy, 0, n, dst + size_t(j) * dw + strip);
+            if (j + 1 < dst_height) {
+                const uint16_t next = uint16_t(uint32_t(float(j + 1) * ry));
+                for (uint32_t r = next; r <= uint32_t(next) + 1 && r < uint32_t(src_height); ++r)
+                    if (cache.find(r) < 0) prefetch_row(src + size_t(r) * sw + first_col, cols);
+            }
+            v_row(a[s0], b[s0], a[s1], b[s1], fy, gy, 0, n, dst + size_t(j) * dw + strip);
         }
     }
+    if (stream) store_fence();
     return kStatusDone;
 }
 

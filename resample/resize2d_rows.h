@@ -3,8 +3,9 @@
 // the vertical row (h(ky + 1) * wy1 + h(ky) * wy0 + half) >> 2F. The float member keeps its four
 // products: a horizontal row gives a = s[x1] * fx and b = s[x0] * (1 - fx) per source row, and the
 // vertical row forms ((a0 * (1 - fy) + b0 * (1 - fy)) + b1 * fy) + a1 * fy, which is the definition
-// with its products evaluated left to right. Horizontal rows are computed once per source row and
-// strip of destination columns and reused by every destination row that needs them.
+// with its products evaluated left to right. Horizontal rows are computed once per source row (and
+// strip of destination columns, when the kernel works in strips) and reused by every destination row
+// that needs them.
 #pragma once
 
 #include <cstddef>
@@ -41,6 +42,16 @@ using h_f32_fn = void (*)(const float *src, const int32_t *x0, const int32_t *x1
 using v_f32_fn = void (*)(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
                           uint32_t begin, uint32_t end, float *dst);
 
+// Prepared 8-bit horizontal rows: plan_u8 turns the column tables of n columns into a plan of at most
+// kPlanU8Bytes bytes a column (at a 64-byte aligned address) that h_u8_plan reads in their place, once
+// per call instead of once per source row; h_u8_plan also gets the tables, for the columns the plan
+// leaves to the other rows. h[i] is that of h_u8_fn for i in [0, n). plan_u8 returns false when the
+// plan would not pay (most columns left to the other rows); h_u8 then serves.
+inline constexpr size_t kPlanU8Bytes = 6;
+using plan_u8_fn = bool (*)(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan);
+using h_u8_plan_fn = void (*)(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                              uint32_t src_count, uint16_t *h);
+
 struct resize2d_rows {
     h_u8_fn h_u8;
     h_u16_fn h_u16;
@@ -52,6 +63,16 @@ struct resize2d_rows {
     v_u32_fn v_u32;
     h_f32_fn h_f32;
     v_f32_fn v_f32;
+    // The vertical rows again, writing the destination with streaming stores (same results; the
+    // scalar and SSE4.1 sets use their plain rows here). The caller fences after the last row.
+    v_u8_fn v_u8_stream;
+    v_u16_fn v_u16_stream;
+    v_i32_fn v_i32_stream;
+    v_u32_fn v_u32_stream;
+    v_f32_fn v_f32_stream;
+    // Prepared 8-bit horizontal rows, or both null.
+    plan_u8_fn plan_u8;
+    h_u8_plan_fn h_u8_plan;
 };
 
 // Scalar definitions (also the tails of the vector rows).

@@ -56,6 +56,74 @@ void h_row_u8_avx2(const uint8_t *src, const int32_t *kx, const uint32_t *w01, u
     h_row_u8_c(src, kx, w01, i, end, src_count, h);
 }
 
+// Plan of 16 columns for h_u8_plan_avx2. Each 128-bit half of the vectors serves 8 columns from a
+// 16-byte window of the source row starting at its base: the byte shuffle ctrl puts s[kx] into 16-bit
+// lanes (high byte zeroed by the set top bit of 0x80), ctrl + 1 puts s[kx + 1] there (0x81 still
+// zeroes), and with wx0 = 256 - wx1, h = s0 * wx0 + s1 * wx1 takes two 16-bit multiplications and an
+// addition, exact as every product and the sum are at most 255 * 256. base0 < 0 marks groups whose
+// pairs do not fit such windows (strong reductions, the row end). 96 bytes: the plan of a 4K row
+// stays in the first-level cache.
+struct alignas(32) U8Group {
+    __m256i ctrl;
+    __m256i w1;
+    int32_t base0, base1;
+    int32_t unused[6];
+};
+static_assert(sizeof(U8Group) <= 16 * kPlanU8Bytes && sizeof(U8Group) == 96, "the plan must fit its room");
+
+bool plan_u8_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
+    U8Group *g = static_cast<U8Group *>(plan);
+    uint32_t misfits = 0;
+    for (uint32_t i = 0; i + 16 <= n; i += 16, ++g) {
+        alignas(32) uint8_t c0[32];
+        alignas(32) uint16_t w1[16];
+        const int32_t base[2] = {kx[i], kx[i + 8]};
+        bool fits = true;
+        for (uint32_t half = 0; half < 2; ++half) {
+            // 16 bytes from the base must lie inside the row; kx ascends, so d >= 0.
+            fits = fits && uint32_t(base[half]) + 16 <= src_count;
+            for (uint32_t l = 0; l < 8; ++l) {
+                const uint32_t c = i + 8 * half + l;
+                const int32_t d = kx[c] - base[half];
+                fits = fits && d + 1 <= 15;
+                c0[16 * half + 2 * l] = uint8_t(d);
+                c0[16 * half + 2 * l + 1] = 0x80;
+                w1[8 * half + l] = uint16_t(w01[c] >> 16);  // wx0 = 256 - wx1 (w01 holds both)
+            }
+        }
+        g->ctrl = _mm256_load_si256(reinterpret_cast<const __m256i *>(c0));
+        g->w1 = _mm256_load_si256(reinterpret_cast<const __m256i *>(w1));
+        g->base0 = fits ? base[0] : -1;
+        g->base1 = base[1];
+        misfits += fits ? 0 : 1;
+    }
+    // Worth it unless more than one group in eight misfits (reductions beyond about 2:1).
+    return misfits * 8 <= n / 16;
+}
+
+void h_row_u8_plan_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                        uint32_t src_count, uint16_t *h) {
+    const U8Group *g = static_cast<const U8Group *>(plan);
+    const __m256i one = _mm256_set1_epi8(1), full = _mm256_set1_epi16(256);
+    uint32_t i = 0;
+    for (; i + 16 <= n; i += 16, ++g) {
+        if (g->base0 < 0) {
+            h_row_u8_avx2(src, kx, w01, i, i + 16, src_count, h);
+            continue;
+        }
+        // SAFETY: base0 + 16 and base1 + 16 are within the row (checked by the plan).
+        const __m256i window = _mm256_inserti128_si256(
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + g->base0))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + g->base1)), 1);
+        const __m256i s0 = _mm256_shuffle_epi8(window, g->ctrl);
+        const __m256i s1 = _mm256_shuffle_epi8(window, _mm256_add_epi8(g->ctrl, one));
+        const __m256i w0 = _mm256_sub_epi16(full, g->w1);
+        const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(s0, w0), _mm256_mullo_epi16(s1, g->w1));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), sum);
+    }
+    h_row_u8_c(src, kx, w01, i, n, src_count, h);
+}
+
 void h_row_u16_avx2(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                     uint32_t src_count, uint32_t *h) {
     const int *base = reinterpret_cast<const int *>(src);
@@ -140,11 +208,42 @@ inline __m256i v_u8_lanes(__m256i g0, __m256i g1, __m256i w, bool high) {
     return _mm256_srli_epi32(sum, 16);
 }
 
-void v_row_u8_avx2(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
-                   uint32_t end, uint8_t *dst) {
+// Stores of the vertical rows: plain unaligned stores, or streaming stores, which need an aligned
+// address. A streaming row leaves the samples before the first aligned vector to its scalar row.
+template <bool kStream>
+inline void store_256(void *p, __m256i v) {
+    if (kStream)
+        _mm256_stream_si256(static_cast<__m256i *>(p), v);
+    else
+        _mm256_storeu_si256(static_cast<__m256i *>(p), v);
+}
+template <bool kStream>
+inline void store_128(void *p, __m128i v) {
+    if (kStream)
+        _mm_stream_si128(static_cast<__m128i *>(p), v);
+    else
+        _mm_storeu_si128(static_cast<__m128i *>(p), v);
+}
+
+// First sample at or after `begin` (at most `end`) whose address is a multiple of `align` bytes, for
+// the streaming rows; `begin` for the plain ones, and `end` when no sample of the row is aligned.
+template <bool kStream, class Out>
+inline uint32_t aligned_begin(const Out *dst, uint32_t begin, uint32_t end, uintptr_t align) {
+    if (!kStream) return begin;
+    const uintptr_t a = reinterpret_cast<uintptr_t>(dst + begin);
+    const uintptr_t gap = (align - (a & (align - 1))) & (align - 1);
+    if (gap % sizeof(Out) != 0) return end;
+    const uintptr_t head = gap / sizeof(Out);
+    return head < end - begin ? begin + uint32_t(head) : end;
+}
+
+template <bool kStream>
+void v_row_u8(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+              uint8_t *dst) {
     const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
     const __m256i bias = _mm256_set1_epi16(int16_t(0x8000));
-    uint32_t i = begin;
+    uint32_t i = aligned_begin<kStream>(dst, begin, end, 32);
+    v_row_u8_c(h0, h1, wy0, wy1, begin, i, dst);
     for (; i + 32 <= end; i += 32) {
         const __m256i a0 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i)), bias);
         const __m256i a1 = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i)), bias);
@@ -153,21 +252,21 @@ void v_row_u8_avx2(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_
         // Unpacking and packing within 128-bit halves keep the column order of each half.
         const __m256i wa = _mm256_packus_epi32(v_u8_lanes(a0, a1, w, false), v_u8_lanes(a0, a1, w, true));
         const __m256i wb = _mm256_packus_epi32(v_u8_lanes(b0, b1, w, false), v_u8_lanes(b0, b1, w, true));
-        const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(wa, wb), 0xD8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), bytes);
+        store_256<kStream>(dst + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(wa, wb), 0xD8));
     }
     v_row_u8_c(h0, h1, wy0, wy1, i, end, dst);
 }
 
-void v_row_u16_avx2(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
-                    uint32_t end, uint16_t *dst) {
+template <bool kStream>
+void v_row_u16(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+               uint16_t *dst) {
     const __m256i w1 = _mm256_set1_epi32(int32_t(wy1));
-    uint32_t i = begin;
+    uint32_t i = aligned_begin<kStream>(dst, begin, end, 32);
+    v_row_u16_c(h0, h1, wy0, wy1, begin, i, dst);
     for (; i + 16 <= end; i += 16) {
         const __m256i a = v_lanes_8(h0 + i, h1 + i, w1);
         const __m256i b = v_lanes_8(h0 + i + 8, h1 + i + 8, w1);
-        const __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), words);
+        store_256<kStream>(dst + i, _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8));
     }
     v_row_u16_c(h0, h1, wy0, wy1, i, end, dst);
 }
@@ -179,34 +278,38 @@ inline __m256i mul_64_small(__m256i h, __m256i w) {
     return _mm256_add_epi64(lo, _mm256_slli_epi64(hi, 32));
 }
 
-// (h1 * wy1 + h0 * wy0 + 2^23) >> 24 for four columns. The result fits 32 bits, so the low 32 bits of
-// a logical shift equal those of the arithmetic shift: the same code serves signed and unsigned sums.
-template <class H, class Out>
-void v_row_x64(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end, Out *dst) {
+// (h1 * wy1 + h0 * wy0 + 2^23) >> 24 for four columns from i on, while they fit before end; returns
+// where it stopped. The result fits 32 bits, so the low 32 bits of a logical shift equal those of the
+// arithmetic shift: the same code serves signed and unsigned sums.
+template <bool kStream, class H, class Out>
+uint32_t v_row_x64(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t i, uint32_t end, Out *dst) {
     const __m256i w0 = _mm256_set1_epi64x(wy0), w1 = _mm256_set1_epi64x(wy1);
     const __m256i half = _mm256_set1_epi64x(int64_t(1) << 23);
     const __m256i low_dwords = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
-    for (uint32_t i = begin; i + 4 <= end; i += 4) {
+    for (; i + 4 <= end; i += 4) {
         const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h0 + i));
         const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(h1 + i));
         const __m256i sum = _mm256_add_epi64(_mm256_add_epi64(mul_64_small(b, w1), mul_64_small(a, w0)), half);
         const __m256i out = _mm256_permutevar8x32_epi32(_mm256_srli_epi64(sum, 24), low_dwords);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst + i), _mm256_castsi256_si128(out));
+        store_128<kStream>(dst + i, _mm256_castsi256_si128(out));
     }
+    return i;
 }
 
-void v_row_i32_avx2(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
-                    uint32_t end, int32_t *dst) {
-    v_row_x64(h0, h1, wy0, wy1, begin, end, dst);
-    const uint32_t done = begin + (end - begin) / 4 * 4;
-    v_row_i32_c(h0, h1, wy0, wy1, done, end, dst);
+template <bool kStream>
+void v_row_i32(const int64_t *h0, const int64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+               int32_t *dst) {
+    const uint32_t first = aligned_begin<kStream>(dst, begin, end, 16);
+    v_row_i32_c(h0, h1, wy0, wy1, begin, first, dst);
+    v_row_i32_c(h0, h1, wy0, wy1, v_row_x64<kStream>(h0, h1, wy0, wy1, first, end, dst), end, dst);
 }
 
-void v_row_u32_avx2(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin,
-                    uint32_t end, uint32_t *dst) {
-    v_row_x64(h0, h1, wy0, wy1, begin, end, dst);
-    const uint32_t done = begin + (end - begin) / 4 * 4;
-    v_row_u32_c(h0, h1, wy0, wy1, done, end, dst);
+template <bool kStream>
+void v_row_u32(const uint64_t *h0, const uint64_t *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
+               uint32_t *dst) {
+    const uint32_t first = aligned_begin<kStream>(dst, begin, end, 16);
+    v_row_u32_c(h0, h1, wy0, wy1, begin, first, dst);
+    v_row_u32_c(h0, h1, wy0, wy1, v_row_x64<kStream>(h0, h1, wy0, wy1, first, end, dst), end, dst);
 }
 
 // Samples at offsets d (0 .. 15) from the two 8-float windows lo and hi: the permutation uses the low
@@ -241,16 +344,18 @@ void h_row_f32_avx2(const float *src, const int32_t *x0, const int32_t *x1, cons
     h_row_f32_c(src, x0, x1, fx, gx, i, end, src_count, a, b);
 }
 
-void v_row_f32_avx2(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
-                    uint32_t begin, uint32_t end, float *dst) {
+template <bool kStream>
+void v_row_f32(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
+               uint32_t begin, uint32_t end, float *dst) {
     const __m256 vf = _mm256_set1_ps(fy), vg = _mm256_set1_ps(gy);
-    uint32_t i = begin;
+    uint32_t i = aligned_begin<kStream>(dst, begin, end, 32);
+    v_row_f32_c(a0, b0, a1, b1, fy, gy, begin, i, dst);
     for (; i + 8 <= end; i += 8) {
         const __m256 t0 = _mm256_mul_ps(_mm256_loadu_ps(a0 + i), vg);
         const __m256 t1 = _mm256_mul_ps(_mm256_loadu_ps(b0 + i), vg);
         const __m256 t2 = _mm256_mul_ps(_mm256_loadu_ps(b1 + i), vf);
         const __m256 t3 = _mm256_mul_ps(_mm256_loadu_ps(a1 + i), vf);
-        _mm256_storeu_ps(dst + i, _mm256_add_ps(_mm256_add_ps(_mm256_add_ps(t0, t1), t2), t3));
+        store_256<kStream>(dst + i, _mm256_castps_si256(_mm256_add_ps(_mm256_add_ps(_mm256_add_ps(t0, t1), t2), t3)));
     }
     v_row_f32_c(a0, b0, a1, b1, fy, gy, i, end, dst);
 }
@@ -258,9 +363,11 @@ void v_row_f32_avx2(const float *a0, const float *b0, const float *a1, const flo
 }  // namespace
 
 const resize2d_rows &resize2d_avx2_rows() {
-    static const resize2d_rows rows = {h_row_u8_avx2,  h_row_u16_avx2, h_row_i32_avx2, h_row_u32_avx2,
-                                       v_row_u8_avx2,  v_row_u16_avx2, v_row_i32_avx2, v_row_u32_avx2,
-                                       h_row_f32_avx2, v_row_f32_avx2};
+    static const resize2d_rows rows = {h_row_u8_avx2,     h_row_u16_avx2,     h_row_i32_avx2,     h_row_u32_avx2,
+                                       v_row_u8<false>,   v_row_u16<false>,   v_row_i32<false>,   v_row_u32<false>,
+                                       h_row_f32_avx2,    v_row_f32<false>,   v_row_u8<true>,     v_row_u16<true>,
+                                       v_row_i32<true>,   v_row_u32<true>,    v_row_f32<true>,
+                                       plan_u8_avx2,      h_row_u8_plan_avx2};
     return rows;
 }
 

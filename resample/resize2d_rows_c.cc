@@ -74,7 +74,8 @@ void v_row_f32_c(const float *a0, const float *b0, const float *a1, const float 
 
 const resize2d_rows &resize2d_c_rows() {
     static const resize2d_rows rows = {h_row_u8_c,  h_row_u16_c, h_row_i32_c, h_row_u32_c, v_row_u8_c,
-                                       v_row_u16_c, v_row_i32_c, v_row_u32_c, h_row_f32_c, v_row_f32_c};
+                                       v_row_u16_c, v_row_i32_c, v_row_u32_c, h_row_f32_c, v_row_f32_c,
+                                       v_row_u8_c, v_row_u16_c, v_row_i32_c, v_row_u32_c, v_row_f32_c, nullptr, nullptr};
     return rows;
 }
 

@@ -21,14 +21,14 @@ TEST(ShadingFaults, LuWorkingCopy) {
     const SweepResult r = fault_sweep([&] {
         const uint32_t status = lu_decomposition_m(m, 8, 4, perm, lu, 8, 4, 2);
         EXPECT_EQ(status, fault_injected() ? 4u : 0u);
-    });
+    }, "lu_decomposition_m");
     EXPECT_EQ(r.points, 1u);
     const double md[4] = {4, 3, 6, 3};
     double lud[4];
     fault_sweep([&] {
         const uint32_t status = lu_decomposition_m_double(md, 16, 8, perm, lud, 16, 8, 2);
         EXPECT_EQ(status, fault_injected() ? 4u : 0u);
-    });
+    }, "lu_decomposition_m_double");
 }
 
 // The fit's own normal-matrix buffer is its first allocation (4); the factorisation's working copy
@@ -48,7 +48,7 @@ TEST(ShadingFaults, FitsAndEvaluations) {
         } else {
             EXPECT_EQ(status, 0u);
         }
-    });
+    }, "lu_decomposition_lsc");
     EXPECT_EQ(fit.points, 2u);
     fault_sweep([&] {
         const uint32_t status = lu_decomposition(design.data(), transposed.data(), lu.data(), perm.data(), 17, 13, 15);
@@ -57,7 +57,7 @@ TEST(ShadingFaults, FitsAndEvaluations) {
         } else {
             EXPECT_EQ(status, 0u);
         }
-    });
+    }, "lu_decomposition");
     // First allocation: the fit's own buffer, 4. Second: the factorisation's copy, reported as 2.
     faultsim::arm(1, false);
     EXPECT_EQ(lu_decomposition(design.data(), transposed.data(), lu.data(), perm.data(), 17, 13, 15), 4u);
@@ -70,7 +70,7 @@ TEST(ShadingFaults, FitsAndEvaluations) {
         const uint32_t status =
             lsc_polynomial_upscale_float(transposed.data(), lu.data(), perm.data(), in, outs, 17, 13, 64, 48, 15, 0, 0, 0);
         EXPECT_EQ(status, fault_injected() ? 2u : 0u);
-    });
+    }, "lsc_polynomial_upscale_float");
     EXPECT_EQ(eval.points, 6u);  // right-hand side, coefficients, and one vector per plane
 
     fault_sweep([&] {
@@ -81,7 +81,7 @@ TEST(ShadingFaults, FitsAndEvaluations) {
         } else {
             EXPECT_EQ(status, 0u);
         }
-    });
+    }, "lu_decomposition_lsc_valid_area");
     ASSERT_EQ(lu_decomposition_lsc_valid_area(design_d.data(), transposed_d.data(), lu_d.data(), perm.data(), 17, 13, 15, 221,
                                               mask.data()),
               0u);
@@ -89,7 +89,7 @@ TEST(ShadingFaults, FitsAndEvaluations) {
         const uint32_t status = lsc_polynomial_upscale_float_valid_area(transposed_d.data(), lu_d.data(), perm.data(), in, outs,
                                                                         17, 13, 64, 48, 15, 221, compaction.data(), mask.data());
         EXPECT_EQ(status, fault_injected() ? 2u : 0u);
-    });
+    }, "lsc_polynomial_upscale_float_valid_area");
 }
 
 struct TablesDeleter {
@@ -125,7 +125,7 @@ TEST(ShadingFaults, UpscalingFunctions) {
             ASSERT_NE(t, nullptr);
             ASSERT_EQ(t->table_count, 5);
             for (int i = 0; i < 5; ++i) EXPECT_TRUE(same_bits(t->tables[i], golden->tables[i], 4 * 64 * 48));
-        });
+        }, variant < 2 ? "compute_upscaled_lsc_tables_polynom4th" : "compute_upscaled_lsc_tables_polynom4th_valid_area");
         EXPECT_GT(r.points, 20u) << "variant " << variant;
     }
 }

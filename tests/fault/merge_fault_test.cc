@@ -43,7 +43,7 @@ TEST(MergeFaults, InitWithCalibration) {
             }
             EXPECT_TRUE(fault_injected() || lens != nullptr);
             oz_cmc_parser_deinit(cmc);
-        });
+        }, "oz_cmc_parser_init_v1");
         EXPECT_GT(r.points, 100u);
         EXPECT_GT(corrected, 0u);
         EXPECT_GT(kept, 0u) << "no failure hit the merge";

@@ -205,7 +205,7 @@ TEST(RecordsCorrectionFault, EverySlotWholeOrEmptyAndNothingLeaks) {
                                        static_cast<const cmc_phase_difference *>(ref->slot[CMC_SLOT_PHASE_DIFFERENCE]));
         partial += !all;
         oz_cmc_parser_deinit(cmc);
-    });
+    }, "oz_cmc_parser_init_v1");
     oz_cmc_parser_deinit(ref);
     RecordProperty("allocation_points", std::to_string(sweep.points));
     EXPECT_GT(sweep.points, 100u);

@@ -148,7 +148,7 @@ void sweep(std::vector<RecordBuilder> records, const std::function<bool(const cm
             }
         }
         oz_cmc_parser_deinit(got);
-    });
+    }, "oz_cmc_parser_init + oz_kovb_others_parser_init");
     oz_log_set_sink(nullptr, nullptr);
     EXPECT_GT(r.points, 40u);
 }

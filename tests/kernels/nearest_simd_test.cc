@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "resample/nearest_rows.h"
+#include "common/faultsim.h"
 #include "tests/kernels/guarded.h"
 
 namespace oz {
@@ -29,6 +30,24 @@ std::vector<Size4> nearest_sizes() {
     sizes.push_back({65535, 2, 9, 2});
     return sizes;
 }
+
+}  // namespace
+namespace test {
+// Refuses every heap allocation of the library while alive (when `on`).
+class RefuseAllocations {
+  public:
+    explicit RefuseAllocations(bool on) : on_(on) {
+        if (on_) faultsim::arm(1, true);
+    }
+    ~RefuseAllocations() {
+        if (on_) faultsim::disarm();
+    }
+
+  private:
+    bool on_;
+};
+}  // namespace test
+namespace {
 
 template <class T>
 void fill_random(test::Guarded<T> &buf, test::Rng &rng) {
@@ -76,10 +95,15 @@ TEST(NearestSimd, SteppingRowsMatchScalar) {
     }
 }
 
+// The footprint-end kernels take their samples through a column map computed once per call; when the
+// map cannot be allocated their rows compute the columns themselves. Both ways are checked: the second
+// with every allocation refused.
 TEST(NearestSimd, FootprintRowsMatchScalar) {
     if (!cpu_has_sse41()) GTEST_SKIP() << "no SSE4.1 on this CPU";
     test::Rng rng(12);
+    for (const bool refuse : {false, true})
     for (const Size4 &s : nearest_sizes()) {
+        const test::RefuseAllocations scope(refuse);
         if (s.sw > 65535 || s.dw > 65535) continue;
         test::Guarded<uint16_t> src16(size_t(s.sw) * s.sh);
         fill_random(src16, rng);

@@ -6,6 +6,8 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "resample/resize2d_rows.h"
 #include "tests/kernels/guarded.h"
@@ -71,6 +73,29 @@ size_t step_mismatches(const test::Guarded<T> &ref, const test::Guarded<T> &opt,
     return n;
 }
 
+// The row sets to check: each vector set this CPU runs, and each again with its streaming vertical rows
+// in place of the plain ones (the kernels pick those only for large calls).
+std::vector<test::IsaRows<resize2d_rows>> row_sets() {
+    static std::vector<resize2d_rows> streaming;  // stable storage for the derived sets
+    std::vector<test::IsaRows<resize2d_rows>> sets = test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows);
+    streaming.clear();
+    streaming.reserve(sets.size());
+    for (const auto &isa : sets) {
+        resize2d_rows r = *isa.rows;
+        r.v_u8 = r.v_u8_stream;
+        r.v_u16 = r.v_u16_stream;
+        r.v_i32 = r.v_i32_stream;
+        r.v_u32 = r.v_u32_stream;
+        r.v_f32 = r.v_f32_stream;
+        streaming.push_back(r);
+    }
+    const size_t plain = sets.size();
+    static const char *const names[] = {"sse41 streaming", "avx2 streaming"};
+    for (size_t k = 0; k < plain; ++k)
+        sets.push_back({names[std::string(sets[k].name) == "avx2" ? 1 : 0], &streaming[k]});
+    return sets;
+}
+
 template <class T, class Run>
 void compare_member(const char *what, const Size4 &s, size_t dst_count, test::Rng &rng, Run run, size_t step = 1) {
     test::Guarded<T> src(size_t(s.sw) * s.sh);
@@ -78,7 +103,7 @@ void compare_member(const char *what, const Size4 &s, size_t dst_count, test::Rn
     test::Guarded<T> ref(dst_count), opt(dst_count);
     ref.fill_bytes(2);
     ASSERT_EQ(run(src.data(), ref.data(), resize2d_c_rows()), 0u) << what;
-    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows)) {
+    for (const auto &isa : row_sets()) {
         opt.fill_bytes(3);
         ASSERT_EQ(run(src.data(), opt.data(), *isa.rows), 0u) << what;
         EXPECT_EQ(step_mismatches(ref, opt, step), 0u)

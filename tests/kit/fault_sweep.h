@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -22,8 +23,9 @@ struct SweepResult {
 // the n-th allocation failing once, and again with every allocation from the n-th on failing. The
 // scenario must check its own outcome (it may ask faultsim::failures() whether a failure was injected)
 // and release what it created; after every run the number of live heap blocks must be back at its
-// starting value. Stops early when a trial injects nothing.
-inline SweepResult fault_sweep(const std::function<void()> &scenario) {
+// starting value. Stops early when a trial injects nothing. Prints the number of allocation points the
+// sweep covered, under the current test's name and `entry_point` (the exported function swept).
+inline SweepResult fault_sweep(const std::function<void()> &scenario, const char *entry_point = nullptr) {
     SweepResult result;
     const int64_t baseline = faultsim::live_blocks();
     faultsim::reset_counters();
@@ -43,6 +45,11 @@ inline SweepResult fault_sweep(const std::function<void()> &scenario) {
             if (injected == 0) break;
         }
     }
+    const ::testing::TestInfo *test = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::printf("[alloc-sweep] %s.%s%s%s: %llu allocation points, %llu trials\n",
+                test ? test->test_suite_name() : "?", test ? test->name() : "?", entry_point ? " " : "",
+                entry_point ? entry_point : "", static_cast<unsigned long long>(result.points),
+                static_cast<unsigned long long>(result.trials));
     return result;
 }
 

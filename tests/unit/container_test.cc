@@ -227,7 +227,7 @@ TEST(Lifecycle, AllocationFailuresLeaveNothingBehind) {
             EXPECT_TRUE(fault_injected());
         }
         oz_cmc_parser_deinit(cmc);
-    });
+    }, "oz_cmc_parser_init");
     EXPECT_GE(r.points, 3u);
 }
 
