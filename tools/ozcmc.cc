@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -46,11 +47,17 @@ Bytes read_input(const std::string &path) {
         std::cin >> std::noskipws;
         return Bytes(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
     }
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) throw Failure("cannot read " + path + ": it is a directory");
     std::ifstream in(path, std::ios::binary);
     if (!in) throw Failure("cannot read " + path + ": " + std::strerror(errno));
-    Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) throw Failure("cannot read " + path + ": " + std::strerror(errno));
-    return bytes;
+    try {
+        Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (in.bad()) throw Failure("cannot read " + path);
+        return bytes;
+    } catch (const std::ios_base::failure &e) {
+        throw Failure("cannot read " + path + ": " + e.what());
+    }
 }
 
 void write_output(const std::string &path, const std::string &data) {
@@ -277,6 +284,9 @@ int main(int argc, char **argv) {
         if (*render) return run_render(file, nvm, dir);
     } catch (const Failure &e) {
         std::cerr << "ozcmc: " << e.what() << "\n";
+        return kExitFailed;
+    } catch (const std::exception &e) {  // anything else the standard library throws (no memory...)
+        std::cerr << "ozcmc: " << file << ": " << e.what() << "\n";
         return kExitFailed;
     }
     return kExitUsage;

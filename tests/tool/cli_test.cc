@@ -94,6 +94,8 @@ TEST(Cli, ExitStatusAndMessages) {
         {"info " + truncated, 1, "refused: total_size == descriptor size (expected 1000, actual ", "refused"},
         {"info " + tiny, 1, "refused: descriptor size >= 24 (header) (expected 24, actual 10)", "refused"},
         {"info " + missing, 1, "", "cannot read " + missing},
+        {"info " + std::string(OZ_TOOL_TEST_DIR), 1, "", "it is a directory"},
+        {"unpack " + std::string(OZ_TOOL_TEST_DIR), 1, "", "it is a directory"},
         {"check " + truncated, 1, "check: NOT clean", ""},
         {"check " + text_refused, 1, "REFUSED: text NUL within size", ""},
         {"check " + missing, 1, "", "cannot read"},
