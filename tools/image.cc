@@ -98,6 +98,34 @@ void draw_text(Image &img, int x, int y, const std::string &text, Rgb colour, in
     }
 }
 
+namespace {
+
+// The libpng part of write_png. libpng reports errors by longjmp, so nothing here may own resources
+// or hold C++ objects across the setjmp: only plain pointers and integers.
+bool encode_png(FILE *file, const uint8_t *rgb, int width, int height, png_text *text, int text_count) {
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (png == nullptr || info == nullptr) {
+        png_destroy_write_struct(&png, nullptr);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        return false;
+    }
+    png_init_io(png, file);
+    png_set_IHDR(png, info, png_uint_32(width), png_uint_32(height), 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (text_count > 0) png_set_text(png, info, text, text_count);
+    png_write_info(png, info);
+    for (int y = 0; y < height; ++y) png_write_row(png, const_cast<png_bytep>(rgb + size_t(y) * size_t(width) * 3));
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    return true;
+}
+
+}  // namespace
+
 bool write_png(const std::string &path, const Image &img,
                const std::vector<std::pair<std::string, std::string>> &text, std::string *error) {
     std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
@@ -105,21 +133,6 @@ bool write_png(const std::string &path, const Image &img,
         *error = "cannot write " + path;
         return false;
     }
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (png == nullptr || info == nullptr) {
-        png_destroy_write_struct(&png, nullptr);
-        *error = "libpng could not start";
-        return false;
-    }
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
-        *error = "libpng failed writing " + path;
-        return false;
-    }
-    png_init_io(png, file.get());
-    png_set_IHDR(png, info, png_uint_32(img.width), png_uint_32(img.height), 8, PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     std::vector<png_text> chunks(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         chunks[i].compression = PNG_TEXT_COMPRESSION_NONE;
@@ -127,12 +140,10 @@ bool write_png(const std::string &path, const Image &img,
         chunks[i].text = const_cast<char *>(text[i].second.c_str());
         chunks[i].text_length = text[i].second.size();
     }
-    if (!chunks.empty()) png_set_text(png, info, chunks.data(), int(chunks.size()));
-    png_write_info(png, info);
-    for (int y = 0; y < img.height; ++y)
-        png_write_row(png, const_cast<png_bytep>(&img.rgb[size_t(y) * size_t(img.width) * 3]));
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
+    if (!encode_png(file.get(), img.rgb.data(), img.width, img.height, chunks.data(), int(chunks.size()))) {
+        *error = "libpng failed writing " + path;
+        return false;
+    }
     return true;
 }
 
