@@ -125,7 +125,28 @@ void fuzz_linalg(Input &in) {
     lu_decomposition_m(m.get(), 4 * n, 4, perm.get(), lu.get(), 4 * n, 4, n);
 }
 
-// A module calibration drawn from the input, upscaled by the polynomial fit.
+void fuzz_bicubic(Input &in) {
+    const uint16_t sw = in.small(20), sh = in.small(20), dw = in.small(48), dh = in.small(48);
+    const size_t sn = size_t(sw) * sh, dn = size_t(dw) * dh;
+    auto s8 = exact<uint8_t>(sn);
+    auto s16 = exact<uint16_t>(sn);
+    auto sf = exact<float>(sn);
+    in.fill(s8.get(), sn);
+    in.fill(s16.get(), sn);
+    in.fill(sf.get(), sn);
+    auto df = exact<float>(dn);
+    const uint8_t *p8[1] = {s8.get()};
+    const uint16_t *p16[1] = {s16.get()};
+    float *pf[1] = {df.get()};
+    image_bicubic_upscale_uint8_to_float(p8, pf, sw, sh, dw, dh, 1);
+    image_bicubic_upscale_uint16_to_float(p16, pf, sw, sh, dw, dh, 1);
+    auto d16 = exact<uint16_t>(dn);
+    bicubic_resize_32f_to_u16p10(sf.get(), sh, sw, d16.get(), dh, dw);
+    bicubic_resize_u16_to_u16(s16.get(), sh, sw, in.small(40), d16.get(), dh, dw);
+}
+
+// A module calibration drawn from the input, upscaled by the polynomial fit (or the bicubic
+// interpolation).
 void fuzz_upscale(Input &in) {
     const uint8_t w = uint8_t(in.small(12)), h = uint8_t(in.small(12)), count = uint8_t(in.small(3));
     nvm_data nvm{};
@@ -145,7 +166,10 @@ void fuzz_upscale(Input &in) {
     }
     nvm.lsc_tables = count ? tables.data() : nullptr;
     const uint16_t ow = in.small(20), oh = in.small(20);
-    upscaled_lsc_tables *out = compute_upscaled_lsc_tables_polynom4th(ow, oh, &nvm, in.small(5), in.byte() & 1);
+    const uint32_t flip = in.small(5);
+    const uint8_t mode = in.byte();
+    upscaled_lsc_tables *out = (mode & 2) ? compute_upscaled_lsc_tables_bicubic(ow, oh, &nvm, flip)
+                                          : compute_upscaled_lsc_tables_polynom4th(ow, oh, &nvm, flip, mode & 1);
     deinit_computed_upscale_lsc_tables(out);
 }
 
@@ -154,12 +178,13 @@ void fuzz_upscale(Input &in) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 1 || size > 65536) return 0;
     Input in(data + 1, size - 1);
-    switch (data[0] % 5) {
+    switch (data[0] % 6) {
         case 0: fuzz_area(in); break;
         case 1: fuzz_nearest(in); break;
         case 2: fuzz_resize(in); break;
         case 3: fuzz_linalg(in); break;
         case 4: fuzz_upscale(in); break;
+        case 5: fuzz_bicubic(in); break;
     }
     return 0;
 }

@@ -1,5 +1,5 @@
 // Reentrancy: several threads create and destroy results from the same read-only container and
-// calibration blobs at once. Run under ThreadSanitizer (make test), any shared mutable state inside
+// calibration blobs at once, and run kernels on private buffers. Run under ThreadSanitizer (make test), any shared mutable state inside
 // the library shows as a data race.
 #include <gtest/gtest.h>
 
@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "oz_cmc_parser.h"
+#include "oz_lsc.h"
+#include "oz_nvm.h"
+#include "oz_resample.h"
 #include "tests/kit/builder.h"
 
 namespace oz::test {
@@ -38,6 +41,39 @@ TEST(Concurrency, ParallelInitAndDeinitOnSharedInputs) {
         });
     }
     for (std::thread &th : threads) th.join();
+    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[size_t(t)], 0) << "thread " << t;
+}
+
+// Kernels share nothing but their read-only inputs and the run-time choice of vector rows: each thread
+// resamples and upscales into private buffers from one shared source and one shared calibration.
+TEST(Concurrency, ParallelKernelsOnPrivateBuffers) {
+    std::vector<uint16_t> src(64 * 48);
+    for (size_t i = 0; i < src.size(); ++i) src[i] = uint16_t(i * 37);
+    const Blob blob(NvmBuilder(9, 7).table(8, [](int c, int r, int q) { return uint16_t(40 + c + r * r + q * q); }).build());
+    nvm_data *nvm = nullptr;
+    ASSERT_EQ(oz_nvm_parse(blob.get(), &nvm), 0);
+    constexpr int kThreads = 4;
+    std::vector<int> failures(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            std::vector<uint16_t> resized(97 * 71), reference(97 * 71);
+            std::vector<float> upscaled(128 * 96);
+            for (int i = 0; i < 20; ++i) {
+                failures[size_t(t)] += resize_2d_array_uint16(src.data(), 64, 48, resized.data(), 97, 71) != 0;
+                if (i == 0) reference = resized;
+                failures[size_t(t)] += resized != reference;
+                const uint16_t *in[1] = {src.data()};
+                float *out[1] = {upscaled.data()};
+                failures[size_t(t)] += image_bicubic_upscale_uint16_to_float(in, out, 64, 48, 128, 96, 1) != 0;
+                upscaled_lsc_tables *tables = compute_upscaled_lsc_tables_polynom4th(32, 24, nvm, uint32_t(t % 4), 0);
+                failures[size_t(t)] += tables == nullptr;
+                deinit_computed_upscale_lsc_tables(tables);
+            }
+        });
+    }
+    for (std::thread &th : threads) th.join();
+    oz_nvm_deinit(nvm);
     for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[size_t(t)], 0) << "thread " << t;
 }
 

@@ -310,7 +310,7 @@ TEST(BicubicUpscale, AllocationFailureWritesNothing) {
             EXPECT_EQ(status, kStatusDone);
             for (float v : d) ASSERT_EQ(v, 200.0f);
         }
-    });
+    }, "image_bicubic_upscale_uint8_to_float");
 }
 
 // ---- Resize to u16p10 ----
@@ -500,7 +500,7 @@ TEST(BicubicResize, AllocationFailureWritesNothing) {
             EXPECT_EQ(status, kStatusDone);
             for (uint16_t v : d) ASSERT_EQ(v, 1024 * 1024 & 0xFFFF);
         }
-    });
+    }, "bicubic_resize_u16_to_u16");
 }
 
 // ---- Bicubic upscaling of module shading tables ----
@@ -654,7 +654,7 @@ TEST(BicubicShading, AllocationFailureReleasesEverything) {
         else
             EXPECT_NE(t, nullptr);
         deinit_computed_upscale_lsc_tables(t);
-    });
+    }, "compute_upscaled_lsc_tables_bicubic");
     // working planes, result, array, three blocks and one kernel buffer per table
     EXPECT_EQ(sweep.points, 9u);
 }
