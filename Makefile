@@ -13,9 +13,10 @@ COV_BUILD ?= build-cov
 CMAKE_FLAGS ?=
 FUZZ_SECONDS ?= 60
 
-# Debian packages the build, the tests, the tool and the benchmarks need.
+# Debian packages the build, the tests, the tool, the packaging checks and the benchmarks need.
 PACKAGES = cmake ninja-build g++ clang libclang-rt-14-dev ccache libgtest-dev libgmock-dev \
-           libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev binutils valgrind gcovr
+           libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev binutils valgrind gcovr \
+           pkgconf abigail-tools
 
 LAUNCHER = $(shell command -v ccache >/dev/null 2>&1 && echo -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 
@@ -69,6 +70,17 @@ coverage: deps
 	gcovr -r . $(COV_BUILD) --filter 'common/' --filter 'parser/' --filter 'records/' --filter 'lsc/' \
 	      --filter 'linalg/' --filter 'resample/' --exclude-unreachable-branches --exclude-throw-branches \
 	      --print-summary --txt $(COV_BUILD)/coverage.txt
+
+# The tool on the bundled example: the info summary with the module calibration, then the rendered
+# images in DEMO_DIR.
+DEMO_DIR ?= $(BUILD)/demo
+demo: deps
+	cmake -S . -B $(BUILD) -G Ninja -DOZ_WERROR=ON $(LAUNCHER) $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j $(JOBS)
+	$(BUILD)/tools/ozcmc info $(BUILD)/examples/example_container.bin --nvm $(BUILD)/examples/example_calibration.bin
+	$(BUILD)/tools/ozcmc render $(BUILD)/examples/example_container.bin \
+	      --nvm $(BUILD)/examples/example_calibration.bin -o $(DEMO_DIR)
+	@echo "The rendered images are in $(DEMO_DIR)/"
 
 bench: deps
 	cmake -S . -B $(BUILD) -G Ninja -DOZ_BUILD_BENCH=ON $(LAUNCHER) $(CMAKE_FLAGS)

@@ -1,7 +1,10 @@
 // Test kit builders: records, containers and calibration blobs.
 #include "tests/kit/builder.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace oz::test {
 
@@ -10,6 +13,22 @@ void put(Bytes &b, size_t off, uint64_t v, int width) {
     if (b.size() < off + width) b.resize(off + width, 0);
     for (int i = 0; i < width; ++i) b[off + i] = uint8_t(v >> (8 * i));
 }
+
+// When OZ_KIT_CONTAINER_DIR names a folder, every container built is also written there, named by a
+// hash of its bytes, so that the tool's tests can run their JSON round trip on each of them.
+void keep_for_round_trip(const Bytes &container) {
+    const char *dir = std::getenv("OZ_KIT_CONTAINER_DIR");
+    if (dir == nullptr || *dir == 0) return;
+    uint64_t h = 1469598103934665603u;  // FNV-1a
+    for (uint8_t b : container) h = (h ^ b) * 1099511628211u;
+    char name[32];
+    std::snprintf(name, sizeof name, "/%016llx.bin", static_cast<unsigned long long>(h));
+    if (FILE *f = std::fopen((std::string(dir) + name).c_str(), "wb")) {
+        std::fwrite(container.data(), 1, container.size(), f);
+        std::fclose(f);
+    }
+}
+
 }  // namespace
 
 uint16_t le16(const void *p) {
@@ -117,6 +136,7 @@ Bytes ContainerBuilder::build() const {
     put(out, 4, total_set_ ? total_ : uint32_t(out.size()), 4);
     const uint32_t sum = value_set_ ? value_ : container_checksum(out, form_) + delta_;
     put(out, 20, sum, 4);
+    keep_for_round_trip(out);
     return out;
 }
 
