@@ -1,9 +1,11 @@
 # Thin wrapper over CMake and CTest.
-#   make test   builds and runs every test twice: a plain -Werror build, then AddressSanitizer +
-#               UndefinedBehaviorSanitizer. Installs missing Debian packages first when run as root.
+#   make test   builds and runs every test: a plain -Werror build, then AddressSanitizer +
+#               UndefinedBehaviorSanitizer with short fuzzing runs, then ThreadSanitizer on the
+#               reentrancy suite. Installs missing Debian packages first when run as root.
 #   make demo   builds everything and runs ozcmc on the bundled example.
 #   make bench  builds and runs the benchmarks.
 #   make fuzz   builds the libFuzzer targets and runs each for FUZZ_SECONDS.
+#   make coverage  line and branch coverage of the library with gcovr.
 
 JOBS ?= $(shell nproc)
 BUILD ?= build

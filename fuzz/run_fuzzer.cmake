@@ -3,7 +3,12 @@
 set(corpus ${WORK}/${NAME}/corpus)
 set(seeds ${WORK}/seeds)
 file(MAKE_DIRECTORY ${corpus} ${seeds}/init ${seeds}/init_v1 ${seeds}/nvm ${seeds}/kernels)
-execute_process(COMMAND ${SEEDS} ${seeds} ${EXTRA} RESULT_VARIABLE rc OUTPUT_QUIET)
+# The bundled example joins the seeds when the tool has packed it.
+set(extra)
+if(EXAMPLE_DIR AND EXISTS ${EXAMPLE_DIR}/example_container.bin)
+  set(extra ${EXAMPLE_DIR}/example_container.bin --nvm ${EXAMPLE_DIR}/example_calibration.bin)
+endif()
+execute_process(COMMAND ${SEEDS} ${seeds} ${extra} RESULT_VARIABLE rc OUTPUT_QUIET)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "seed generation failed")
 endif()
