@@ -151,34 +151,17 @@ uint32_t decode_record_28_lens_shading4x4(RecordCopy &rec, DecodeContext &ctx) {
     clear_slots(cmc, {CMC_SLOT_LENS_SHADING});  // record 28 always replaces slot 54
 
     RecordBytes &r = rec.bytes();
-    const uint32_t size = rec.size();
-    int8_t map[4][4] = {};
-    r.bytes(8, 16, map);
-    const uint16_t n = r.u16(24);
-    const uint16_t w = r.u16(28);
-    const uint16_t h = r.u16(30);
-    if (!r.ok()) {
-        ctx.diag.refused("size >= 32 (fixed fields)", 32, size);
-        return kStatusDone;
-    }
-    const uint64_t samples = uint64_t(w) * h;
-    const uint64_t block_length = 22 + uint64_t(max_table_number(map) + 1) * 2 * samples;
-    const uint64_t need = round8_u64(32 + n * block_length);
-    if (size < need) {
-        ctx.diag.refused("size >= round8(32 + n * (22 + (m + 1) * 2 * w * h))", need, size);
-        return kStatusDone;
-    }
+    Grid4x4 g;
+    if (!read_grid4x4(r, rec.size(), ctx.diag, &g)) return kStatusDone;
+    const uint16_t n = g.n;
+    const uint64_t samples = g.samples, block_length = g.block_length;
 
     auto lsc = owned_zeroed<cmc_lens_shading4x4, cmc_lens_shading4x4_release>();
     if (!lsc) {
         report_no_memory(ctx.diag, "allocation failed: cmc_lens_shading4x4", sizeof(cmc_lens_shading4x4));
         return kStatusDone;
     }
-    lsc->header = read_record_header(r);
-    std::memcpy(lsc->channel_map, map, sizeof map);
-    lsc->num_light_sources = n;
-    lsc->width = w;
-    lsc->height = h;
+    set_grid4x4_fields(lsc.get(), r, g);
     lsc->light_sources = heap_array_zeroed<cmc_lens_shading_light_source>(n).release();
     if (lsc->light_sources == nullptr) {
         report_no_memory(ctx.diag, "allocation failed: light-source entries",
@@ -191,13 +174,13 @@ uint32_t decode_record_28_lens_shading4x4(RecordCopy &rec, DecodeContext &ctx) {
         e.light_source = r.u32(block + 0);
         r.bytes(block + 4, sizeof e.params, e.params);
         e.fraction_bits = uint16_t(16 - r.u16(block + 20));
-        if (!copy_cell_tables(r, block + 22, map, samples, e.tables)) {
+        if (!copy_cell_tables(r, block + 22, g.map, samples, e.tables)) {
             report_no_memory(ctx.diag, "allocation failed: lens-shading table", 2 * samples);
             return kStatusDone;
         }
     }
     if (!r.ok()) {  // cannot happen after the size test; kept as the memory-safety guard
-        ctx.diag.refused("light-source blocks within size", need, size);
+        ctx.diag.refused("light-source blocks within size", 32 + n * block_length, rec.size());
         return kStatusDone;
     }
     cmc->slot[CMC_SLOT_LENS_SHADING] = lsc.release();

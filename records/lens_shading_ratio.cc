@@ -121,34 +121,17 @@ uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &
     clear_slots(cmc, {CMC_SLOT_LENS_SHADING_RATIO});  // record 33 always replaces slot 57
 
     RecordBytes &r = rec.bytes();
-    const uint32_t size = rec.size();
-    int8_t map[4][4] = {};
-    r.bytes(8, 16, map);
-    const uint16_t n = r.u16(24);
-    const uint16_t w = r.u16(28);
-    const uint16_t h = r.u16(30);
-    if (!r.ok()) {
-        ctx.diag.refused("size >= 32 (fixed fields)", 32, size);
-        return kStatusDone;
-    }
-    const uint64_t samples = uint64_t(w) * h;
-    const uint64_t block_length = 22 + uint64_t(max_table_number(map) + 1) * 2 * samples;
-    const uint64_t need = round8_u64(32 + n * block_length);
-    if (size < need) {
-        ctx.diag.refused("size >= round8(32 + n * (22 + (m + 1) * 2 * w * h))", need, size);
-        return kStatusDone;
-    }
+    Grid4x4 g;
+    if (!read_grid4x4(r, rec.size(), ctx.diag, &g)) return kStatusDone;
+    const uint16_t n = g.n;
+    const uint64_t samples = g.samples, block_length = g.block_length;
 
     auto ratio = owned_zeroed<cmc_lens_shading_ratio, cmc_lens_shading_ratio_release>();
     if (!ratio) {
         report_no_memory(ctx.diag, "allocation failed: cmc_lens_shading_ratio", sizeof(cmc_lens_shading_ratio));
         return kStatusDone;
     }
-    ratio->header = read_record_header(r);
-    std::memcpy(ratio->channel_map, map, sizeof map);
-    ratio->num_light_sources = n;
-    ratio->width = w;
-    ratio->height = h;
+    set_grid4x4_fields(ratio.get(), r, g);
     ratio->light_sources = heap_array_zeroed<cmc_lens_shading_ratio_light_source>(n).release();
     if (ratio->light_sources == nullptr) {
         report_no_memory(ctx.diag, "allocation failed: ratio light-source entries",
@@ -162,13 +145,13 @@ uint32_t decode_record_33_lens_shading_ratio4x4(RecordCopy &rec, DecodeContext &
         e.nvm_source_index = uint16_t(r.u16(block + 2) + 1);
         r.bytes(block + 4, sizeof e.params, e.params);
         e.fraction_bits = uint16_t(16 - r.u16(block + 20));
-        if (!copy_cell_tables(r, block + 22, map, samples, e.tables)) {
+        if (!copy_cell_tables(r, block + 22, g.map, samples, e.tables)) {
             report_no_memory(ctx.diag, "allocation failed: ratio table", 2 * samples);
             return kStatusDone;
         }
     }
     if (!r.ok()) {  // cannot happen after the size test; kept as the memory-safety guard
-        ctx.diag.refused("ratio blocks within size", need, size);
+        ctx.diag.refused("ratio blocks within size", 32 + n * block_length, rec.size());
         return kStatusDone;
     }
     cmc->slot[CMC_SLOT_LENS_SHADING_RATIO] = ratio.release();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/diag.h"
 #include "records/correction.h"
 
 namespace oz {
@@ -47,6 +48,54 @@ inline bool copy_cell_tables(RecordBytes &r, uint64_t tables_off, const int8_t m
         }
     }
     return true;
+}
+
+// Fixed part of the 4x4 records 28 (lens shading) and 33 (shading ratios), which share it:
+//   off  size  type      field
+//     8    16  i8[4][4]  channel_map: table number of each cell, negative = no table
+//    24     2  u16       num_light_sources (n)
+//    28     2  u16       width (w)
+//    30     2  u16       height (h)
+//    32                  n light-source blocks of 22 + (m + 1) * 2*w*h bytes each (m: largest table
+//                        number in channel_map)
+struct Grid4x4 {
+    int8_t map[4][4];
+    uint16_t n, w, h;
+    uint64_t samples;       // w * h
+    uint64_t block_length;  // bytes of one light-source block
+};
+
+// Reads the fixed part and applies the size test, size >= round8(32 + n * block length) in 64-bit
+// arithmetic (every block has the same length, so this covers the per-block bounds too). Returns
+// false, after reporting the rule, when the record is refused.
+inline bool read_grid4x4(RecordBytes &r, uint32_t size, const Diag &diag, Grid4x4 *g) {
+    std::memset(g, 0, sizeof *g);
+    r.bytes(8, 16, g->map);
+    g->n = r.u16(24);
+    g->w = r.u16(28);
+    g->h = r.u16(30);
+    if (!r.ok()) {
+        diag.refused("size >= 32 (fixed fields)", 32, size);
+        return false;
+    }
+    g->samples = uint64_t(g->w) * g->h;
+    g->block_length = 22 + uint64_t(max_table_number(g->map) + 1) * 2 * g->samples;
+    const uint64_t need = round8_u64(32 + g->n * g->block_length);
+    if (size < need) {
+        diag.refused("size >= round8(32 + n * (22 + (m + 1) * 2 * w * h))", need, size);
+        return false;
+    }
+    return true;
+}
+
+// Copies the header and the fixed part into a cmc_lens_shading4x4 or cmc_lens_shading_ratio.
+template <class Structure>
+void set_grid4x4_fields(Structure *s, RecordBytes &r, const Grid4x4 &g) {
+    s->header = read_record_header(r);
+    std::memcpy(s->channel_map, g.map, sizeof g.map);
+    s->num_light_sources = g.n;
+    s->width = g.w;
+    s->height = g.h;
 }
 
 }  // namespace oz
