@@ -28,7 +28,9 @@ nvm_data *take_in_calibration(const binary_data *calibration, const Diag &diag) 
 // Copies one record (id below 64) into a zeroed heap block of its own and decodes it. A record that
 // cannot be copied is skipped; one that is not consumed is released here.
 void decode_record(const WalkRecord &rec, cmc_data *cmc, const nvm_data *nvm, const Diag &at) {
-    HeapArray<uint8_t> copy = heap_bytes_zeroed(rec.size);
+    // The copy overwrites every byte of the block, so it is not cleared first (a cleared block would
+    // cost a second pass over large records when the allocator reuses memory).
+    HeapArray<uint8_t> copy = heap_array<uint8_t>(rec.size);
     ByteReader bytes = rec.bytes;
     const uint8_t *src = bytes.span(0, rec.size);
     if (!copy || src == nullptr) {
