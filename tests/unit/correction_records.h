@@ -66,7 +66,7 @@ inline RecordBuilder record_legacy(uint16_t id, uint8_t version, uint16_t n, uin
 
 // Record 22: head values, G grids of a x b with plane values 0x1000 * (g + 1) + i, K tables, lists of
 // the given value counts, and the trailing fields of the version.
-struct GdSpec {
+struct GdLayout {
     uint8_t version = 106;
     int16_t a = 3, b = 5;
     uint16_t grids = 2;
@@ -79,7 +79,7 @@ struct GdRecord {
     uint32_t o1 = 0, o2 = 0, o3 = 0, end = 0;
 };
 inline uint32_t plane_value(uint32_t g, uint32_t i) { return 0x1000u * (g + 1) + i; }
-inline GdRecord gd_record(const GdSpec &s) {
+inline GdRecord gd_record(const GdLayout &s) {
     GdRecord out;
     RecordBuilder &r = out.r = RecordBuilder(22, s.version);
     r.u32(8, 0x11111111).i16(12, s.a).i16(14, s.b).u32(16, 0x22222222).u16(20, s.grids);
@@ -170,7 +170,7 @@ inline RecordBuilder record29(uint16_t a, uint16_t b, uint32_t length) {
 }
 
 inline std::vector<RecordBuilder> every_correction_record() {
-    GdSpec gd;
+    GdLayout gd;
     gd.a = 2;
     gd.b = 3;
     gd.tables = 1;

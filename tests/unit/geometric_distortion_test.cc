@@ -13,9 +13,9 @@ const cmc_geometric_distortion2 *gd_of(const Parsed &p) {
 }
 
 TEST(GeometricDistortion, GridsShareOnePlaneBufferInRecordOrder) {
-    GdSpec spec;
-    spec.version = 100;
-    Parsed p({gd_record(spec).r});
+    GdLayout layout;
+    layout.version = 100;
+    Parsed p({gd_record(layout).r});
     const cmc_geometric_distortion2 *gd = gd_of(p);
     ASSERT_NE(gd, nullptr);
     EXPECT_EQ(gd->head_value_a, 0x11111111u);
@@ -32,8 +32,8 @@ TEST(GeometricDistortion, GridsShareOnePlaneBufferInRecordOrder) {
     EXPECT_EQ(gd->tables, nullptr);  // version 100 carries nothing else
     EXPECT_EQ(gd->table_set_value | gd->trailer_word, 0u);
 
-    spec.grids = 0;
-    Parsed none({gd_record(spec).r});
+    layout.grids = 0;
+    Parsed none({gd_record(layout).r});
     ASSERT_NE(gd_of(none), nullptr);
     EXPECT_EQ(gd_of(none)->grids, nullptr);
 }
@@ -58,10 +58,10 @@ TEST(GeometricDistortion, VersionGatesSectionsAndTrailingFields) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(int(c.version));
-        GdSpec spec;
-        spec.version = c.version;
-        spec.tables = c.tables;
-        GdRecord rec = gd_record(spec);
+        GdLayout layout;
+        layout.version = c.version;
+        layout.tables = c.tables;
+        GdRecord rec = gd_record(layout);
         Parsed p({rec.r.length(rec.end + (c.version > 106))});
         const cmc_geometric_distortion2 *gd = gd_of(p);
         ASSERT_NE(gd, nullptr);
@@ -108,11 +108,11 @@ TEST(GeometricDistortion, ListSectionDrops) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        GdSpec spec;
-        spec.version = c.version;
-        spec.lists = c.lists;
-        spec.num_lists_field = c.num_lists_field;
-        Parsed p({gd_record(spec).r});
+        GdLayout layout;
+        layout.version = c.version;
+        layout.lists = c.lists;
+        layout.num_lists_field = c.num_lists_field;
+        Parsed p({gd_record(layout).r});
         const cmc_geometric_distortion2 *gd = gd_of(p);
         ASSERT_NE(gd, nullptr);
         EXPECT_EQ(gd->num_lists, c.num_lists_field > -100 ? c.num_lists_field : int32_t(c.lists.size()));
@@ -128,10 +128,10 @@ TEST(GeometricDistortion, ListSectionDrops) {
 TEST(GeometricDistortion, NegativeGridSizesAreRejected) {
     for (auto [a, b] : {std::pair<int16_t, int16_t>{-1, 3}, {3, -1}, {-2, -3}, {-32768, 1}}) {
         SCOPED_TRACE(testing::Message() << a << " x " << b);
-        GdSpec spec;
-        spec.version = 100;
-        spec.grids = 0;
-        GdRecord rec = gd_record(spec);
+        GdLayout layout;
+        layout.version = 100;
+        layout.grids = 0;
+        GdRecord rec = gd_record(layout);
         Parsed p({rec.r.i16(12, a).i16(14, b)});
         EXPECT_EQ(gd_of(p), nullptr);
         EXPECT_EQ(p.rule(DiagKind::kRecordRefused, 22), "grid sizes >= 0");
@@ -139,7 +139,7 @@ TEST(GeometricDistortion, NegativeGridSizesAreRejected) {
 }
 
 TEST(GeometricDistortion, ShortRecordsKeepTheirCompleteSections) {
-    const GdRecord full = gd_record(GdSpec{});
+    const GdRecord full = gd_record(GdLayout{});
     struct Case {
         const char *name;
         uint32_t length;
@@ -164,7 +164,7 @@ TEST(GeometricDistortion, ShortRecordsKeepTheirCompleteSections) {
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        Parsed p({gd_record(GdSpec{}).r.length(c.length)});
+        Parsed p({gd_record(GdLayout{}).r.length(c.length)});
         const cmc_geometric_distortion2 *gd = gd_of(p);
         ASSERT_EQ(gd != nullptr, c.decoded);
         if (!c.decoded) {
@@ -181,7 +181,7 @@ TEST(GeometricDistortion, ShortRecordsKeepTheirCompleteSections) {
         EXPECT_EQ(p.rule(DiagKind::kSectionDropped, 22), c.rule);
     }
     // Counts far beyond the record are refused before anything is allocated for them.
-    GdSpec small;
+    GdLayout small;
     small.version = 103;
     small.tables = 0;
     small.lists = {};
