@@ -142,4 +142,8 @@ using RecordBytes = BasicByteReader<uint8_t>;
 // their size tests: (n + 7) with the low three bits cleared (wraps like the format's arithmetic).
 constexpr uint32_t round8(uint32_t n) { return (n + 7u) & ~7u; }
 
+// The same rounding for lengths computed in 64-bit arithmetic from record counts, where no
+// combination of counts can wrap it.
+constexpr uint64_t round8_u64(uint64_t n) { return (n + 7u) & ~uint64_t(7); }
+
 }  // namespace oz

@@ -53,6 +53,21 @@ HeapArray<T> heap_array(size_t n) {
     return HeapArray<T>(static_cast<T *>(heap_alloc(bytes)));
 }
 
+// Owner of a C structure under construction: its own release routine (children first, tolerant of a
+// partly built structure) runs unless .release() hands the structure over.
+template <class T, void (*Release)(T *)>
+struct ReleaseWith {
+    void operator()(T *p) const noexcept { Release(p); }
+};
+template <class T, void (*Release)(T *)>
+using Owned = std::unique_ptr<T, ReleaseWith<T, Release>>;
+
+// A zeroed T owned by its release routine, or null.
+template <class T, void (*Release)(T *)>
+Owned<T, Release> owned_zeroed() {
+    return Owned<T, Release>(static_cast<T *>(heap_alloc_zeroed(1, sizeof(T))));
+}
+
 // Zeroed byte block, or null.
 inline HeapArray<uint8_t> heap_bytes_zeroed(size_t n) { return heap_array_zeroed<uint8_t>(n); }
 

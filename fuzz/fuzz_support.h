@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 
+#include "tests/kit/builder.h"
+
 namespace oz::fuzz {
 
 struct ExactBuffer {
@@ -42,12 +44,7 @@ inline void fix_calibration(ExactBuffer &b) {
     p[4] = 1, p[5] = 0, p[6] = 16, p[7] = 0;
     put_le32(p + 8, b.size);
     p[15] &= 1;
-    uint32_t c = 0xFFFFFFFFu;
-    for (uint32_t i = 0; i < b.size - 4; ++i) {
-        c ^= p[i];
-        for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-    }
-    put_le32(p + b.size - 4, ~c);
+    put_le32(p + b.size - 4, oz::test::crc32(p, b.size - 4));
 }
 
 }  // namespace oz::fuzz

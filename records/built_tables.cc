@@ -60,22 +60,10 @@ void cmc_record27_release(cmc_record27 *s) {
     heap_free(s);
 }
 
-// RAII owner of a built structure: releases it with its own routine unless handed over.
-template <class T, void (*Release)(T *)>
-struct ReleaseWith {
-    void operator()(T *p) const noexcept { Release(p); }
-};
-using SampleTableOwner =
-    std::unique_ptr<cmc_record15_sample_table, ReleaseWith<cmc_record15_sample_table, cmc_record15_samples_release>>;
-using FlagBlockOwner =
-    std::unique_ptr<cmc_record15_flag_block, ReleaseWith<cmc_record15_flag_block, cmc_record15_flags_release>>;
-using Record24Owner = std::unique_ptr<cmc_record24, ReleaseWith<cmc_record24, cmc_record24_release>>;
-using Record27Owner = std::unique_ptr<cmc_record27, ReleaseWith<cmc_record27, cmc_record27_release>>;
-
-template <class T, class Owner>
-Owner make_owned() {
-    return Owner(static_cast<T *>(heap_alloc_zeroed(1, sizeof(T))));
-}
+using SampleTableOwner = Owned<cmc_record15_sample_table, cmc_record15_samples_release>;
+using FlagBlockOwner = Owned<cmc_record15_flag_block, cmc_record15_flags_release>;
+using Record24Owner = Owned<cmc_record24, cmc_record24_release>;
+using Record27Owner = Owned<cmc_record27, cmc_record27_release>;
 
 enum class Walk { kNotRun, kBuilt, kFailed };
 
@@ -87,7 +75,7 @@ enum class Walk { kNotRun, kBuilt, kFailed };
 //       12+2L   2 * L  u16[]  second series
 Walk walk_record15_samples(RecordBytes &r, uint32_t size, uint32_t p, SampleTableOwner &table,
                            uint32_t &cursor, const DecodeContext &ctx) {
-    SampleTableOwner built = make_owned<cmc_record15_sample_table, SampleTableOwner>();
+    SampleTableOwner built = owned_zeroed<cmc_record15_sample_table, cmc_record15_samples_release>();
     if (!built) {
         ctx.diag.dropped("slot 23: sample table allocation", sizeof(cmc_record15_sample_table), 0);
         return Walk::kFailed;
@@ -144,7 +132,7 @@ FlagBlockOwner build_record15_flags(RecordBytes &r, uint32_t size, uint32_t q, u
         ctx.diag.dropped("slot 24: flag, size >= round8(Q + 1)", need_flag, size);
         return nullptr;
     }
-    FlagBlockOwner block = make_owned<cmc_record15_flag_block, FlagBlockOwner>();
+    FlagBlockOwner block = owned_zeroed<cmc_record15_flag_block, cmc_record15_flags_release>();
     if (!block) {
         ctx.diag.dropped("slot 24: flag block allocation", sizeof(cmc_record15_flag_block), 0);
         return nullptr;
@@ -290,7 +278,7 @@ uint32_t decode_record_24_entries(RecordCopy &rec, DecodeContext &ctx) {
         ctx.diag.refused("size > 15", 16, size, kStatusUnusable);
         return kStatusUnusable;
     }
-    Record24Owner out = make_owned<cmc_record24, Record24Owner>();
+    Record24Owner out = owned_zeroed<cmc_record24, cmc_record24_release>();
     if (!out) {
         ctx.diag.refused("record-24 structure allocation", sizeof(cmc_record24), 0, kStatusNoMemory);
         return kStatusNoMemory;
@@ -481,7 +469,7 @@ uint32_t decode_record_27_planes(RecordCopy &rec, DecodeContext &ctx) {
         }
     }
 
-    Record27Owner out = make_owned<cmc_record27, Record27Owner>();
+    Record27Owner out = owned_zeroed<cmc_record27, cmc_record27_release>();
     if (!out) {
         ctx.diag.dropped("record-27 structure allocation", sizeof(cmc_record27), 0);
         return kStatusDone;

@@ -10,6 +10,7 @@
 
 #include "common/byte_reader.h"
 #include "common/diag.h"
+#include "common/fixed_point.h"
 #include "common/heap.h"
 #include "oz_cmc_correction.h"
 #include "oz_cmc_parser.h"
@@ -79,27 +80,6 @@ uint32_t sensor_flip_mode(const cmc_data *cmc);
 
 // float to int32 by truncation toward zero; INT32_MIN when out of range or NaN.
 int32_t truncate_to_i32(float x);
-
-// Owner of a structure under construction: its release routine runs unless .release() hands it over.
-template <class T, void (*Release)(T *)>
-struct ReleaseWith {
-    void operator()(T *p) const noexcept { Release(p); }
-};
-template <class T, void (*Release)(T *)>
-using Owned = std::unique_ptr<T, ReleaseWith<T, Release>>;
-
-template <class T, void (*Release)(T *)>
-Owned<T, Release> owned_zeroed() {
-    return Owned<T, Release>(static_cast<T *>(heap_alloc_zeroed(1, sizeof(T))));
-}
-
-// Length n rounded up to a multiple of 8, for lengths computed in 64-bit arithmetic from record counts
-// (the counts of the shading records can never wrap it).
-constexpr uint64_t round8_u64(uint64_t n) { return (n + 7u) & ~uint64_t(7); }
-
-// Fixed point to float by an exact multiplication: 8 and 16 fractional bits.
-inline float q8_to_f32(uint16_t v) { return float(v) * 0.00390625f; }
-inline float q16_to_f32(uint16_t v) { return float(v) * 1.52587890625e-05f; }
 
 // The record's 8-byte header, field by field.
 template <class Reader>
