@@ -2,6 +2,8 @@
 // target, the ratio correction of 4 light sources of a full 4 x 4 layout at 64 x 48, each with the rows
 // the CPU runs best and with the scalar rows; and init_v1 on a typical container with and without a
 // calibration blob, against init without calibration.
+#include <sys/resource.h>
+
 #include <cstring>
 
 #include "bench/bench_ratio.h"
@@ -50,17 +52,33 @@ cmc_data *characterization() {
     return &cmc;
 }
 
+// Minor page faults of this process so far. glibc hands the top of an otherwise idle heap back to the
+// system when a large free leaves it above its trim threshold; the next call then faults those pages
+// in again. The counter shows how much of a loop's time is that.
+long minor_faults() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return u.ru_minflt;
+}
+
+void report_faults(benchmark::State &state, long before) {
+    state.counters["faults/call"] =
+        benchmark::Counter(double(minor_faults() - before) / double(state.iterations()));
+}
+
 template <bool kScalar>
 void BM_Polynom4th(benchmark::State &state) {
     nvm_data *nvm = module().get();
     const uint8_t margins = uint8_t(state.range(0));
     const poly_rows &p = kScalar ? c_poly_rows() : best_poly_rows();
     const gain_rows &g = kScalar ? c_gain_rows() : best_gain_rows();
+    const long faults = minor_faults();
     for (auto _ : state) {
         upscaled_lsc_tables *t = upscale_polynom4th(kOutW, kOutH, nvm, 1, margins, p, g);
         benchmark::DoNotOptimize(t);
         deinit_computed_upscale_lsc_tables(t);
     }
+    report_faults(state, faults);
 }
 
 template <bool kScalar>
@@ -68,11 +86,13 @@ void BM_Polynom4thValidArea(benchmark::State &state) {
     nvm_data *nvm = module().get();
     const poly_rows &p = kScalar ? c_poly_rows() : best_poly_rows();
     const gain_rows &g = kScalar ? c_gain_rows() : best_gain_rows();
+    const long faults = minor_faults();
     for (auto _ : state) {
         upscaled_lsc_tables *t = upscale_polynom4th_valid_area(kOutW, kOutH, nvm, 1, characterization(), p, g);
         benchmark::DoNotOptimize(t);
         deinit_computed_upscale_lsc_tables(t);
     }
+    report_faults(state, faults);
 }
 
 // Four light sources of a 4 x 4 layout (RGB-IR phase 256, 12 gain cells each) with ratios of 12

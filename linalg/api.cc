@@ -88,14 +88,16 @@ OZ_API uint32_t lu_decomposition_m_double(const double *src, int32_t src_row_ste
 
 OZ_API uint32_t lu_decomposition(float *design, float *transposed_design, float *lu, uint32_t *permutation,
                                  uint16_t width, uint16_t height, uint16_t num_terms) {
-    return oz::fit_polynomial(design, transposed_design, lu, permutation, width, height, num_terms, nullptr);
+    return oz::fit_polynomial(design, transposed_design, lu, permutation, width, height, num_terms, nullptr,
+                              oz::best_poly_rows());
 }
 
 OZ_API uint32_t lu_decomposition_lsc(float *design, float *transposed_design, float *lu, uint32_t *permutation,
                                      uint16_t width, uint16_t height, uint16_t num_terms, uint16_t margin_rows,
                                      uint16_t margin_cols) {
     const oz::FitMargins margins{margin_rows, margin_cols};
-    return oz::fit_polynomial(design, transposed_design, lu, permutation, width, height, num_terms, &margins);
+    return oz::fit_polynomial(design, transposed_design, lu, permutation, width, height, num_terms, &margins,
+                              oz::best_poly_rows());
 }
 
 OZ_API uint32_t lu_decomposition_lsc_valid_area(double *design, double *transposed_design, double *lu,
@@ -103,7 +105,7 @@ OZ_API uint32_t lu_decomposition_lsc_valid_area(double *design, double *transpos
                                                 uint16_t num_terms, uint32_t valid_count,
                                                 const uint32_t *valid_mask) {
     return oz::fit_polynomial_valid_area(design, transposed_design, lu, permutation, width, height, num_terms,
-                                         valid_count, valid_mask);
+                                         valid_count, valid_mask, oz::best_poly_rows());
 }
 
 // The permutation is accepted for the interface and not read: the factors are used as stored.

@@ -26,6 +26,47 @@ T eval_element(const PolyColumns<T> &c, const PolyRow<T> &r, size_t i) {
 
 }  // namespace
 
+void fit_normal_f32_c(const float *design, size_t count, NormalSums<float> &normal) {
+    for (size_t k = 0; k < count; ++k) {
+        const float *row = design + k * 15;
+        for (int i = 0; i < 15; ++i)
+            for (int j = 0; j < 15; ++j) {
+                const float product = row[i] * row[j];
+                normal[i][j] = normal[i][j] + product;
+            }
+    }
+}
+
+void fit_normal_f64_c(const double *design, size_t count, NormalSums<double> &normal) {
+    for (size_t k = 0; k < count; ++k) {
+        const double *row = design + k * 15;
+        for (int i = 0; i < 15; ++i)
+            for (int j = 0; j < 15; ++j) {
+                const double product = row[i] * row[j];
+                normal[i][j] = normal[i][j] + product;
+            }
+    }
+}
+
+void fit_rhs_f32_c(const float *design, const float *const x[4], int planes, size_t count, PlaneSums<float> &sums) {
+    for (size_t k = 0; k < count; ++k)
+        for (int p = 0; p < planes; ++p)
+            for (int i = 0; i < 15; ++i) {
+                const float product = design[k * 15 + i] * x[p][k];
+                sums[p][i] = sums[p][i] + product;
+            }
+}
+
+void fit_rhs_f64_c(const double *design, const float *const x[4], int planes, const uint32_t *cells, size_t count,
+                   PlaneSums<double> &sums) {
+    for (size_t k = 0; k < count; ++k)
+        for (int p = 0; p < planes; ++p)
+            for (int i = 0; i < 15; ++i) {
+                const double product = double(x[p][cells[k]]) * design[k * 15 + i];
+                sums[p][i] = sums[p][i] + product;
+            }
+}
+
 void poly_eval_row_f32_c(const PolyColumnsF32 &cols, const PolyRowF32 &row, float *dst, size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) dst[i] = eval_element(cols, row, i);
 }
@@ -35,17 +76,20 @@ void poly_eval_row_f64_c(const PolyColumnsF64 &cols, const PolyRowF64 &row, floa
 }
 
 const poly_rows &c_poly_rows() {
-    static const poly_rows rows{poly_eval_row_f32_c, poly_eval_row_f64_c};
+    static const poly_rows rows{poly_eval_row_f32_c, poly_eval_row_f64_c, fit_normal_f32_c,
+                                fit_normal_f64_c,    fit_rhs_f32_c,       fit_rhs_f64_c};
     return rows;
 }
 
 const poly_rows &sse41_poly_rows() {
-    static const poly_rows rows{poly_eval_row_f32_sse41, poly_eval_row_f64_sse41};
+    static const poly_rows rows{poly_eval_row_f32_sse41, poly_eval_row_f64_sse41, fit_normal_f32_sse41,
+                                fit_normal_f64_sse41,    fit_rhs_f32_sse41,       fit_rhs_f64_sse41};
     return rows;
 }
 
 const poly_rows &avx2_poly_rows() {
-    static const poly_rows rows{poly_eval_row_f32_avx2, poly_eval_row_f64_avx2};
+    static const poly_rows rows{poly_eval_row_f32_avx2, poly_eval_row_f64_avx2, fit_normal_f32_avx2,
+                                fit_normal_f64_avx2,    fit_rhs_f32_avx2,       fit_rhs_f64_avx2};
     return rows;
 }
 

@@ -42,21 +42,27 @@ bool fits_byte_step(uint64_t count) {
     return count <= uint64_t(INT32_MAX) / sizeof(T);
 }
 
-// Normal matrix = transposed_design (num_terms x rows) * design (rows x num_terms) over `inner`, then
-// its LU factors. Stops at the first kernel that fails.
-template <class T>
-uint32_t transpose_multiply_factor(const T *design, T *transposed_design, T *normal, T *lu, uint32_t *permutation,
-                                   int32_t rows, const InnerRange &inner) {
+// Transposes the design matrix into transposed_design, forms the normal matrix transposed_design *
+// design over the cells of `inner` with the fit rows (reading the design matrix, see linalg/poly_rows.h)
+// into `normal`, and factors it. Stops at the first step that fails.
+template <class T, class NormalFn>
+uint32_t transpose_normal_factor(const T *design, T *transposed_design, T *normal, T *lu, uint32_t *permutation,
+                                 int32_t rows, const InnerRange &inner, NormalFn normal_rows) {
     constexpr int32_t kElem = int32_t(sizeof(T));
     constexpr int32_t kRow = kPolyTerms * kElem;
-    uint32_t status = transpose<T>(Strided<const T>(design, kRow, kElem), kPolyTerms, rows,
-                                   Strided<T>(transposed_design, rows * kElem, kElem));
-    if (status == kStatusDone)
-        status = multiply<T>(Strided<const T>(transposed_design, rows * kElem, kElem), rows, kPolyTerms,
-                             Strided<const T>(design, kRow, kElem), kPolyTerms, rows, Strided<T>(normal, kRow, kElem),
-                             inner);
-    if (status == kStatusDone) status = lu_factor<T>(normal, kRow, kElem, permutation, Strided<T>(lu, kRow, kElem), kPolyTerms);
-    return status == kStatusDone ? kStatusDone : kStatusFailed;
+    if (transpose<T>(Strided<const T>(design, kRow, kElem), kPolyTerms, rows,
+                     Strided<T>(transposed_design, rows * kElem, kElem)) != kStatusDone)
+        return kStatusFailed;
+    if (!inner.fits(rows)) return kStatusFailed;
+    NormalSums<T> sums = {};
+    inner.each_run(rows, [&](int64_t begin, int64_t end) {
+        normal_rows(design + size_t(begin) * kPolyTerms, size_t(end - begin), sums);
+    });
+    for (int i = 0; i < kPolyTerms; ++i)
+        for (int j = 0; j < kPolyTerms; ++j) normal[i * kPolyTerms + j] = sums[i][j];
+    return lu_factor<T>(normal, kRow, kElem, permutation, Strided<T>(lu, kRow, kElem), kPolyTerms) == kStatusDone
+               ? kStatusDone
+               : kStatusFailed;
 }
 
 // Solves L z = rhs (unit lower factor) and U c = z with the stored factors; every sum ascending from +0.
@@ -73,6 +79,28 @@ void solve(const T *lu, const T *rhs, T *z, T *coef) {
         T s = T(0);
         for (int k = i + 1; k < n; ++k) s = s + lu[i * n + k] * coef[k];
         coef[i] = (z[i] - s) / lu[i * n + i];
+    }
+}
+
+// solve() for the first `planes` planes side by side: each plane's z and coefficients are formed with
+// exactly solve()'s operations in solve()'s order; interleaving the planes only keeps four independent
+// dependency chains in flight.
+template <class T>
+void solve_planes(const T *lu, const PlaneSums<T> &rhs, int planes, PlaneSums<T> &coef) {
+    constexpr int n = kPolyTerms;
+    T z[4][n];
+    for (int p = 0; p < planes; ++p) z[p][0] = rhs[p][0];
+    for (int i = 1; i < n; ++i) {
+        T s[4] = {T(0), T(0), T(0), T(0)};
+        for (int k = 0; k < i; ++k)
+            for (int p = 0; p < planes; ++p) s[p] = s[p] + lu[i * n + k] * z[p][k];
+        for (int p = 0; p < planes; ++p) z[p][i] = rhs[p][i] - s[p];
+    }
+    for (int i = n - 1; i >= 0; --i) {
+        T s[4] = {T(0), T(0), T(0), T(0)};
+        for (int k = i + 1; k < n; ++k)
+            for (int p = 0; p < planes; ++p) s[p] = s[p] + lu[i * n + k] * coef[p][k];
+        for (int p = 0; p < planes; ++p) coef[p][i] = (z[p][i] - s[p]) / lu[i * n + i];
     }
 }
 
@@ -114,7 +142,7 @@ void evaluate_surface(const T *c, uint16_t input_width, uint16_t input_height, u
 }  // namespace
 
 uint32_t fit_polynomial(float *design, float *transposed_design, float *lu, uint32_t *permutation, uint16_t width,
-                        uint16_t height, uint16_t num_terms, const FitMargins *margins) {
+                        uint16_t height, uint16_t num_terms, const FitMargins *margins, const poly_rows &rows) {
     // The design fill writes exactly 15 terms per row, so any other term count would overrun the rows.
     if (num_terms != kPolyTerms || lu == nullptr || permutation == nullptr) return kStatusFailed;
     const uint64_t cells = uint64_t(width) * height;
@@ -129,13 +157,13 @@ uint32_t fit_polynomial(float *design, float *transposed_design, float *lu, uint
     }
     const InnerRange inner =
         margins ? InnerRange::grid_interior(height, width, margins->rows, margins->cols) : InnerRange{};
-    return transpose_multiply_factor<float>(design, transposed_design, normal.get(), lu, permutation,
-                                            int32_t(cells), inner);
+    return transpose_normal_factor<float>(design, transposed_design, normal.get(), lu, permutation, int32_t(cells),
+                                          inner, rows.normal_f32);
 }
 
 uint32_t fit_polynomial_valid_area(double *design, double *transposed_design, double *lu, uint32_t *permutation,
                                    uint16_t width, uint16_t height, uint16_t num_terms, uint32_t valid_count,
-                                   const uint32_t *valid_mask) {
+                                   const uint32_t *valid_mask, const poly_rows &rows) {
     if (num_terms != kPolyTerms || lu == nullptr || permutation == nullptr) return kStatusFailed;
     if (width != 0 && height != 0 && valid_mask == nullptr) return kStatusFailed;
     HeapArray<double> normal = heap_array_zeroed<double>(size_t(kPolyTerms) * kPolyTerms);
@@ -152,8 +180,8 @@ uint32_t fit_polynomial_valid_area(double *design, double *transposed_design, do
         }
     }
     if (count != valid_count || !fits_byte_step<double>(count)) return kStatusFailed;
-    return transpose_multiply_factor<double>(design, transposed_design, normal.get(), lu, permutation,
-                                             int32_t(count), InnerRange{});
+    return transpose_normal_factor<double>(design, transposed_design, normal.get(), lu, permutation, int32_t(count),
+                                           InnerRange{}, rows.normal_f64);
 }
 
 uint32_t polynomial_upscale(const float *transposed_design, const float *lu, const float *const input_planes[4],
@@ -219,6 +247,45 @@ uint32_t polynomial_upscale_valid_area(const double *transposed_design, const do
         evaluate_surface<double>(coef.get(), input_width, input_height, output_width, output_height,
                                  output_planes[p], rows.eval_f64);
     }
+    return kStatusDone;
+}
+
+uint32_t upscale_table(const float *design, const float *lu, const float *const input_planes[4],
+                       float *const output_planes[4], uint16_t input_width, uint16_t input_height,
+                       uint16_t output_width, uint16_t output_height, const FitMargins *margins,
+                       const poly_rows &rows) {
+    for (int p = 0; p < 4; ++p)
+        if (input_planes[p] == nullptr || output_planes[p] == nullptr) return kStatusFailed;
+    const int64_t cells = int64_t(input_width) * input_height;
+    const InnerRange inner =
+        margins ? InnerRange::grid_interior(input_height, input_width, margins->rows, margins->cols) : InnerRange{};
+    PlaneSums<float> rhs = {}, coef = {};
+    inner.each_run(cells, [&](int64_t begin, int64_t end) {
+        const float *const x[4] = {input_planes[0] + begin, input_planes[1] + begin, input_planes[2] + begin,
+                                   input_planes[3] + begin};
+        rows.rhs_f32(design + size_t(begin) * kPolyTerms, x, 4, size_t(end - begin), rhs);
+    });
+    solve_planes(lu, rhs, 4, coef);
+    if (output_width < 2 || output_height < 2) return kStatusDone;
+    for (int p = 0; p < 4; ++p)
+        evaluate_surface<float>(coef[p], input_width, input_height, output_width, output_height, output_planes[p],
+                                rows.eval_f32);
+    return kStatusDone;
+}
+
+uint32_t upscale_table_valid_area(const double *design, const double *lu, const float *const input_planes[4],
+                                  float *const output_planes[4], uint16_t input_width, uint16_t input_height,
+                                  uint16_t output_width, uint16_t output_height, const uint32_t *valid_cells,
+                                  uint32_t valid_count, const poly_rows &rows) {
+    for (int p = 0; p < 4; ++p)
+        if (input_planes[p] == nullptr || output_planes[p] == nullptr) return kStatusFailed;
+    PlaneSums<double> rhs = {}, coef = {};
+    rows.rhs_f64(design, input_planes, 4, valid_cells, valid_count, rhs);
+    solve_planes(lu, rhs, 4, coef);
+    if (output_width < 2 || output_height < 2) return kStatusDone;
+    for (int p = 0; p < 4; ++p)
+        evaluate_surface<double>(coef[p], input_width, input_height, output_width, output_height, output_planes[p],
+                                 rows.eval_f64);
     return kStatusDone;
 }
 

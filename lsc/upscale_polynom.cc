@@ -49,15 +49,26 @@ struct Workspace {
     }
 };
 
-TablesOwner new_result() { return TablesOwner(heap_new_zeroed<upscaled_lsc_tables>().release()); }
-
-// The zeroed array of table_count block pointers (at least one element, so that an empty array is
-// still a valid allocation).
-bool allocate_table_array(upscaled_lsc_tables *result, uint8_t table_count) {
+// The result with its tables array and every block (4 planes of plane_size floats per module table),
+// or null. The blocks are allocated before any working buffer of the call: the working buffers, freed
+// when the call returns, then lie above the result in the heap, and the result reuses the same memory
+// call after call instead of the allocator handing the top of its heap back to the system and the next
+// call faulting those pages in again. Every block is stored as soon as it exists, so a failure
+// releases it with the result.
+TablesOwner allocate_result(uint8_t table_count, size_t plane_size) {
+    TablesOwner result(heap_new_zeroed<upscaled_lsc_tables>().release());
+    size_t block_size;
+    if (!result || !checked_mul(plane_size, 4, &block_size)) return nullptr;
+    // At least one element, so that an empty array is still a valid allocation.
     HeapArray<float *> tables = heap_array_zeroed<float *>(table_count == 0 ? 1 : table_count);
-    if (!tables) return false;
+    if (!tables) return nullptr;
     result->tables = tables.release();
-    return true;
+    result->table_count = table_count;
+    for (uint32_t i = 0; i < table_count; ++i) {
+        result->tables[i] = heap_array<float>(block_size).release();
+        if (result->tables[i] == nullptr) return nullptr;
+    }
+    return result;
 }
 
 // Converts module table `entry` into the four float grids. A table whose samples cannot be converted
@@ -93,20 +104,16 @@ bool normalise_planes(float *const planes[4], size_t plane_size, const gain_rows
     return true;
 }
 
-// Builds every block of `result`: allocate it (stored at once, so a failure releases it with the
-// result), convert module table i, evaluate the four surfaces into it and normalise its planes.
+// Fills every block of `result`: convert module table i, evaluate the four surfaces into its block and
+// normalise its planes.
 template <class Evaluate>
 bool build_tables(upscaled_lsc_tables *result, const nvm_data *nvm, uint32_t flip_mode, float *const grids[4],
                   size_t plane_size, const gain_rows &rows, Evaluate evaluate) {
-    size_t block_size;
-    if (!checked_mul(plane_size, 4, &block_size)) return false;
+    if (result->table_count != 0 && nvm->lsc_tables == nullptr) return false;
     for (uint32_t i = 0; i < result->table_count; ++i) {
-        float *block = heap_array<float>(block_size).release();
-        if (block == nullptr) return false;
-        result->tables[i] = block;
-        if (nvm->lsc_tables == nullptr) return false;
         if (!convert_module_table(nvm->lsc_tables[i], flip_mode, grids, nvm->lsc_grid_width, nvm->lsc_grid_height))
             return false;
+        float *const block = result->tables[i];
         float *const planes[4] = {block, block + plane_size, block + 2 * plane_size, block + 3 * plane_size};
         if (evaluate(planes) != kStatusDone) return false;
         if (!normalise_planes(planes, plane_size, rows)) return false;
@@ -131,23 +138,20 @@ upscaled_lsc_tables *upscale_polynom4th(uint16_t output_width, uint16_t output_h
     const size_t cells = size_t(grid_width) * grid_height;
     const size_t plane_size = size_t(output_width) * output_height;
 
-    TablesOwner result = new_result();
+    TablesOwner result = allocate_result(nvm->lsc_table_count, plane_size);
     if (!result) return nullptr;
     Workspace<float> ws;
     if (!ws.allocate(cells)) return nullptr;
-    if (!allocate_table_array(result.get(), nvm->lsc_table_count)) return nullptr;
-    result->table_count = nvm->lsc_table_count;
 
     const bool margins = use_margins != 0;
-    const uint16_t margin = margins ? kMargin : 0;
     const FitMargins fit_margins{kMargin, kMargin};
     if (fit_polynomial(ws.design.get(), ws.transposed.get(), ws.lu.get(), ws.permutation.get(), grid_width,
-                       grid_height, kPolyTerms, margins ? &fit_margins : nullptr) != kStatusDone)
+                       grid_height, kPolyTerms, margins ? &fit_margins : nullptr, poly) != kStatusDone)
         return nullptr;
 
     const bool built = build_tables(result.get(), nvm, flip_mode, ws.grids, plane_size, gain, [&](float *const planes[4]) {
-        return polynomial_upscale(ws.transposed.get(), ws.lu.get(), ws.grids, planes, grid_width, grid_height,
-                                  output_width, output_height, kPolyTerms, margin, margin, margins ? 1 : 0, poly);
+        return upscale_table(ws.design.get(), ws.lu.get(), ws.grids, planes, grid_width, grid_height, output_width,
+                             output_height, margins ? &fit_margins : nullptr, poly);
     });
     if (!built) return nullptr;
     return result.release();
@@ -216,25 +220,28 @@ upscaled_lsc_tables *upscale_polynom4th_valid_area(uint16_t output_width, uint16
     const size_t cells = size_t(grid_width) * grid_height;
     const size_t plane_size = size_t(output_width) * output_height;
 
-    TablesOwner result = new_result();
+    TablesOwner result = allocate_result(nvm->lsc_table_count, plane_size);
     if (!result) return nullptr;
     Workspace<double> ws;
     const bool ws_ok = ws.allocate(cells);
-    HeapArray<float> compaction = heap_array_zeroed<float>(cells);
+    // The right-hand sides read each plane through the list of valid cells (design row k is cell
+    // valid_cells[k]) rather than through a compacted copy of the plane, so the compaction buffer holds
+    // cell indices instead of samples: the same sums over the same cells in the same order.
+    HeapArray<uint32_t> valid_cells = heap_array_zeroed<uint32_t>(cells);
     HeapArray<uint32_t> mask = heap_array_zeroed<uint32_t>(cells);
-    if (!ws_ok || !compaction || !mask) return nullptr;
-    if (!allocate_table_array(result.get(), nvm->lsc_table_count)) return nullptr;
+    if (!ws_ok || !valid_cells || !mask) return nullptr;
 
     const uint32_t valid_count = mark_valid_cells(circle, grid_width, grid_height, mask.get());
     if (fit_polynomial_valid_area(ws.design.get(), ws.transposed.get(), ws.lu.get(), ws.permutation.get(),
-                                  grid_width, grid_height, kPolyTerms, valid_count, mask.get()) != kStatusDone)
+                                  grid_width, grid_height, kPolyTerms, valid_count, mask.get(), poly) != kStatusDone)
         return nullptr;
-    result->table_count = nvm->lsc_table_count;
+    uint32_t listed = 0;
+    for (uint32_t k = 0; k < cells; ++k)
+        if (mask[k] == 1) valid_cells[listed++] = k;
 
     const bool built = build_tables(result.get(), nvm, flip_mode, ws.grids, plane_size, gain, [&](float *const planes[4]) {
-        return polynomial_upscale_valid_area(ws.transposed.get(), ws.lu.get(), ws.grids, planes, grid_width,
-                                             grid_height, output_width, output_height, kPolyTerms, valid_count,
-                                             compaction.get(), mask.get(), poly);
+        return upscale_table_valid_area(ws.design.get(), ws.lu.get(), ws.grids, planes, grid_width, grid_height,
+                                        output_width, output_height, valid_cells.get(), valid_count, poly);
     });
     if (!built) return nullptr;
     return result.release();

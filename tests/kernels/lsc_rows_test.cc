@@ -173,11 +173,14 @@ TEST_P(VectorRows, EvaluationDriversMatchScalar) {
     std::vector<uint32_t> perm(15), mask(iw * ih);
     uint32_t count = 0;
     for (size_t i = 0; i < mask.size(); ++i) count += mask[i] = (i % 7) != 3;
-    ASSERT_EQ(fit_polynomial(design.data(), transposed.data(), lu.data(), perm.data(), iw, ih, 15, nullptr), 0u);
+    ASSERT_EQ(fit_polynomial(design.data(), transposed.data(), lu.data(), perm.data(), iw, ih, 15, nullptr, c_poly_rows()), 0u);
     ASSERT_EQ(fit_polynomial_valid_area(design_d.data(), transposed_d.data(), lu_d.data(), perm.data(), iw, ih, 15, count,
-                                        mask.data()),
+                                        mask.data(), c_poly_rows()),
               0u);
     std::vector<float> compaction(iw * ih);
+    std::vector<uint32_t> cells;
+    for (uint32_t i = 0; i < mask.size(); ++i)
+        if (mask[i] == 1) cells.push_back(i);
     const uint16_t heights[] = {1, 2, 3, 7};
     for (size_t w : widths(300)) {
         for (uint16_t h : heights) {
@@ -203,7 +206,102 @@ TEST_P(VectorRows, EvaluationDriversMatchScalar) {
                 EXPECT_EQ(sc, 0u);
                 EXPECT_EQ(sv, 0u);
                 EXPECT_EQ(differing_bytes(c_out.get(), v_out.get(), 4 * P * 4), 0u) << w << "x" << h << " variant " << variant;
+                // The upscaling's own path (design matrix, planes side by side) with the vector rows.
+                Guarded<float> t_out(4 * P);
+                t_out.fill(2.0f);
+                float *tp[4] = {t_out.get(), t_out.get() + P, t_out.get() + 2 * P, t_out.get() + 3 * P};
+                const FitMargins margins{2, 2};
+                const uint32_t st =
+                    variant < 2 ? upscale_table(design.data(), lu.data(), inputs, tp, iw, ih, uint16_t(w), h,
+                                                variant == 1 ? &margins : nullptr, poly())
+                                : upscale_table_valid_area(design_d.data(), lu_d.data(), inputs, tp, iw, ih, uint16_t(w),
+                                                           h, cells.data(), count, poly());
+                EXPECT_EQ(st, 0u);
+                EXPECT_EQ(differing_bytes(c_out.get(), t_out.get(), 4 * P * 4), 0u)
+                    << "table path " << w << "x" << h << " variant " << variant;
             }
+        }
+    }
+}
+
+// ---- Fit rows and fit drivers ----
+
+// The normal-matrix and right-hand-side rows on random design rows with edge values, every row count
+// from 1 up past the vector widths, accumulators that start nonzero (the drivers carry them from one
+// run of cells to the next), and the design matrix flush against a guard page.
+TEST_P(VectorRows, FitRowsMatchScalar) {
+    for (size_t count : widths(257)) {
+        const std::vector<float> d = values(count * 15, uint32_t(count), -3.0f, 3.0f, 17, true);
+        Guarded<float> design(count * 15);
+        Guarded<double> design_d(count * 15);
+        for (size_t i = 0; i < d.size(); ++i) design[i] = d[i], design_d[i] = double(d[i]) * 1.25;
+        const std::vector<float> start = values(4 * 16, 9, -1.0f, 1.0f, 0, false);
+
+        NormalSums<float> nc, nv;
+        NormalSums<double> ndc, ndv;
+        for (int i = 0; i < 15; ++i)
+            for (int j = 0; j < 16; ++j) nc[i][j] = nv[i][j] = start[(i * 16 + j) % 64], ndc[i][j] = ndv[i][j] = start[j];
+        fit_normal_f32_c(design.get(), count, nc);
+        poly().normal_f32(design.get(), count, nv);
+        fit_normal_f64_c(design_d.get(), count, ndc);
+        poly().normal_f64(design_d.get(), count, ndv);
+        for (int i = 0; i < 15; ++i) {
+            EXPECT_EQ(differing_bytes(nc[i], nv[i], 15 * 4), 0u) << "normal f32 count " << count << " row " << i;
+            EXPECT_EQ(differing_bytes(ndc[i], ndv[i], 15 * 8), 0u) << "normal f64 count " << count << " row " << i;
+        }
+
+        std::vector<float> x[4];
+        const float *xs[4];
+        for (int p = 0; p < 4; ++p) {
+            x[p] = values(2 * count + 1, uint32_t(count * 4 + p), 0.5f, 2.0f, 13, true);
+            xs[p] = x[p].data();
+        }
+        std::vector<uint32_t> cells(count);
+        for (size_t k = 0; k < count; ++k) cells[k] = uint32_t(2 * k + (k % 3 == 0));
+        for (int planes = 1; planes <= 4; ++planes) {
+            PlaneSums<float> rc, rv;
+            PlaneSums<double> rdc, rdv;
+            for (int p = 0; p < 4; ++p)
+                for (int i = 0; i < 16; ++i) rc[p][i] = rv[p][i] = start[p * 16 + i], rdc[p][i] = rdv[p][i] = -start[i];
+            fit_rhs_f32_c(design.get(), xs, planes, count, rc);
+            poly().rhs_f32(design.get(), xs, planes, count, rv);
+            fit_rhs_f64_c(design_d.get(), xs, planes, cells.data(), count, rdc);
+            poly().rhs_f64(design_d.get(), xs, planes, cells.data(), count, rdv);
+            for (int p = 0; p < 4; ++p) {
+                // Planes beyond `planes` keep their sums.
+                EXPECT_EQ(differing_bytes(rc[p], rv[p], 15 * 4), 0u) << "rhs f32 count " << count << " planes " << planes;
+                EXPECT_EQ(differing_bytes(rdc[p], rdv[p], 15 * 8), 0u) << "rhs f64 count " << count << " planes " << planes;
+                if (p >= planes) {
+                    EXPECT_EQ(rv[p][0], start[p * 16]);
+                }
+            }
+        }
+    }
+}
+
+// The fits with the scalar and the vector rows give the same factors, with and without margins and
+// over a mask, for grids around the vector widths.
+TEST_P(VectorRows, FitsMatchScalar) {
+    for (uint16_t w : {uint16_t(5), uint16_t(8), uint16_t(17), uint16_t(33)}) {
+        for (uint16_t h : {uint16_t(4), uint16_t(13)}) {
+            const size_t cells = size_t(w) * h;
+            std::vector<float> design(cells * 15), transposed(cells * 15), lc(225), lv(225);
+            std::vector<double> design_d(cells * 15), transposed_d(cells * 15), ldc(225), ldv(225);
+            std::vector<uint32_t> perm(15), mask(cells);
+            uint32_t count = 0;
+            for (size_t i = 0; i < cells; ++i) count += mask[i] = (i * 5) % 11 != 2;
+            for (int margins = 0; margins < 2; ++margins) {
+                const FitMargins m{1, 2};
+                const FitMargins *mp = margins ? &m : nullptr;
+                ASSERT_EQ(fit_polynomial(design.data(), transposed.data(), lc.data(), perm.data(), w, h, 15, mp, c_poly_rows()), 0u);
+                ASSERT_EQ(fit_polynomial(design.data(), transposed.data(), lv.data(), perm.data(), w, h, 15, mp, poly()), 0u);
+                EXPECT_EQ(differing_bytes(lc.data(), lv.data(), 225 * 4), 0u) << w << "x" << h << " margins " << margins;
+            }
+            ASSERT_EQ(fit_polynomial_valid_area(design_d.data(), transposed_d.data(), ldc.data(), perm.data(), w, h, 15,
+                                                count, mask.data(), c_poly_rows()), 0u);
+            ASSERT_EQ(fit_polynomial_valid_area(design_d.data(), transposed_d.data(), ldv.data(), perm.data(), w, h, 15,
+                                                count, mask.data(), poly()), 0u);
+            EXPECT_EQ(differing_bytes(ldc.data(), ldv.data(), 225 * 8), 0u) << w << "x" << h << " valid area";
         }
     }
 }
