@@ -14,7 +14,8 @@
 // column only, such as c4*x or (c10*x^3)*x, is the same number on every row, and one that depends on the
 // row only, such as c2*y, the same on every column; the driver forms them once per column chunk and
 // once per row, and a row function adds the terms per element. That changes no value, only how often
-// each one is computed.
+// each one is computed. The leading sum c1*x + c0 depends on the column only and is formed once per
+// column as well.
 #pragma once
 
 #include <cstddef>
@@ -27,11 +28,11 @@ inline constexpr size_t kPolyChunk = 256;
 
 // Column products of one surface for up to kPolyChunk output columns (index = column - chunk start),
 // with x = q * step_x + 1, x2 = x * x, x3 = x2 * x:
-//   a1 = c1*x, a3 = c3*x2, a4 = c4*x, a6 = c6*x3, a7 = c7*x2, a8 = c8*x, a10 = (c10*x3)*x, a11 = c11*x3,
+//   lead = c1*x + c0, a3 = c3*x2, a4 = c4*x, a6 = c6*x3, a7 = c7*x2, a8 = c8*x, a10 = (c10*x3)*x, a11 = c11*x3,
 //   a12 = c12*x2, a13 = c13*x.
 template <class T>
 struct alignas(32) PolyColumns {
-    T a1[kPolyChunk], a3[kPolyChunk], a4[kPolyChunk], a6[kPolyChunk], a7[kPolyChunk];
+    T lead[kPolyChunk], a3[kPolyChunk], a4[kPolyChunk], a6[kPolyChunk], a7[kPolyChunk];
     T a8[kPolyChunk], a10[kPolyChunk], a11[kPolyChunk], a12[kPolyChunk], a13[kPolyChunk];
 };
 
@@ -39,7 +40,7 @@ struct alignas(32) PolyColumns {
 //   b2 = c2*y, b5 = c5*y2, b9 = c9*y3, b14 = (c14*y3)*y.
 template <class T>
 struct PolyRow {
-    T c0, b2, b5, b9, b14, y, y2, y3;
+    T b2, b5, b9, b14, y, y2, y3;
 };
 
 using PolyColumnsF32 = PolyColumns<float>;
@@ -48,7 +49,7 @@ using PolyRowF32 = PolyRow<float>;
 using PolyRowF64 = PolyRow<double>;
 
 // Writes dst[i] for i in [begin, end), element i being column chunk start + i:
-//   s = a1 + c0; s += b2; s += a3; s += a4*y; s += b5; s += a6; s += a7*y; s += a8*y2; s += b9;
+//   s = lead + b2; s += a3; s += a4*y; s += b5; s += a6; s += a7*y; s += a8*y2; s += b9;
 //   s += a10; s += a11*y; s += a12*y2; s += a13*y3; s += b14
 // in float (eval_f32), or in double and stored rounded to float (eval_f64).
 using PolyRowF32Fn = void (*)(const PolyColumnsF32 &cols, const PolyRowF32 &row, float *dst, size_t begin,

@@ -7,8 +7,7 @@ namespace {
 
 template <class T>
 T eval_element(const PolyColumns<T> &c, const PolyRow<T> &r, size_t i) {
-    T s = c.a1[i] + r.c0;
-    s = s + r.b2;
+    T s = c.lead[i] + r.b2;
     s = s + c.a3[i];
     s = s + c.a4[i] * r.y;
     s = s + r.b5;

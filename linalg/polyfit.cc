@@ -118,7 +118,8 @@ void evaluate_surface(const T *c, uint16_t input_width, uint16_t input_height, u
             const T x = T(q0 + i) * step_x + T(1);
             const T x2 = x * x;
             const T x3 = x2 * x;
-            cols.a1[i] = c[1] * x;
+            const T a1 = c[1] * x;
+            cols.lead[i] = a1 + c[0];
             cols.a3[i] = c[3] * x2;
             cols.a4[i] = c[4] * x;
             cols.a6[i] = c[6] * x3;
@@ -133,7 +134,7 @@ void evaluate_surface(const T *c, uint16_t input_width, uint16_t input_height, u
             const T y = T(r) * step_y + T(1);
             const T y2 = y * y;
             const T y3 = y * y2;
-            const PolyRow<T> row{c[0], c[2] * y, c[5] * y2, c[9] * y3, (c[14] * y3) * y, y, y2, y3};
+            const PolyRow<T> row{c[2] * y, c[5] * y2, c[9] * y3, (c[14] * y3) * y, y, y2, y3};
             row_fn(cols, row, out + r * output_width + q0, 0, n);
         }
     }
