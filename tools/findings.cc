@@ -114,6 +114,14 @@ bool Findings::clean() const {
 
 Analysis::~Analysis() { oz::release_result(result); }
 
+// The number each merge report carries, named for the reader.
+const char *merge_value_name(const std::string &what) {
+    if (what.rfind("calibration", 0) == 0) return "bytes";
+    if (what.rfind("upscaling:", 0) == 0) return "upscaling_method";
+    if (what == "ratio correction") return "cfa_pattern";
+    return "value";
+}
+
 const char *upscaling_method_name(uint16_t method) {
     switch (method) {
         case 2: return "polynomial fit with 2-sample margins";
@@ -294,7 +302,7 @@ std::string findings_text(const Findings &f) {
         s += std::string("calibration: ") + nvm_status_name(f.calibration_status) + "\n";
         for (const Event &e : f.merge) {
             s += "  " + e.what;
-            if (e.actual) s += " [" + std::to_string(e.actual) + "]";
+            if (e.actual) s += " (" + std::string(merge_value_name(e.what)) + " " + std::to_string(e.actual) + ")";
             if (e.code) s += ", status " + std::to_string(e.code);
             s += "\n";
         }

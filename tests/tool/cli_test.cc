@@ -91,6 +91,7 @@ TEST(Cli, ExitStatusAndMessages) {
         {"check --bogus " + kExample, 2, "", "bogus"},
         {"info " + kExample, 0, "accepted, checksum form A", ""},
         {"info " + kExample + " --nvm " + kCalibration, 0, "calibration: parsed", ""},
+        {"info " + kExample + " --nvm " + kCalibration, 0, "  ratio correction (cfa_pattern 1)\n", ""},
         {"info " + truncated, 1, "refused: total_size == descriptor size (expected 1000, actual ", "refused"},
         {"info " + tiny, 1, "refused: descriptor size >= 24 (header) (expected 24, actual 10)", "refused"},
         {"info " + missing, 1, "", "cannot read " + missing},
