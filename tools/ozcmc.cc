@@ -189,10 +189,10 @@ int run_render(const std::string &file, const std::string &nvm, const std::strin
             << p.scale_max << "  " << p.title << "\n";
     for (const std::string &n : report.notes) out << "note: " << n << "\n";
     if (!report.fit.empty()) {
-        out << "fit report (polynomial surface at the module grid points):\n";
+        out << "fit report (polynomial surface at the module grid points the fit uses):\n";
         for (const Json &row : report.fit)
-            out << "  table " << row["table"] << " channel " << row["channel"] << ": rms " << row["rms"].get<double>()
-                << ", max " << row["max"].get<double>() << "\n";
+            out << "  table " << row["table"] << " channel " << row["channel"] << ": " << row["cells"] << " cells, rms "
+                << row["rms"].get<double>() << ", max " << row["max"].get<double>() << "\n";
     }
     write_output("-", out.str());
     return kExitOk;

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "findings.h"
+#include "lsc/upscale_polynom.h"
 #include "image.h"
 #include "oz_cmc.h"
 #include "oz_nvm.h"
@@ -211,20 +212,40 @@ std::vector<float> module_gains(const nvm_data *nvm, const nvm_lsc_table &table,
 }
 
 // How well the 15-term polynomial surface of the shading upscaling fits each module grid: the surface
-// is fitted as the upscaling fits it (over the whole grid, or without a 2-sample margin for method 2)
-// and evaluated back at the grid points; RMS and largest absolute difference per table and channel.
-Json fit_report(const nvm_data *nvm, uint16_t method) {
+// is fitted as the upscaling fits it (over the whole grid, without a 2-sample margin for method 2, in
+// double over the cells of the valid circle for method 3) and evaluated back at the grid points; RMS and
+// largest absolute difference per table and channel over the cells the fit used ("cells").
+Json fit_report(const nvm_data *nvm, uint16_t method, const cmc_data *cmc) {
     Json rows = Json::array();
     const uint16_t w = nvm->lsc_grid_width, h = nvm->lsc_grid_height;
     const size_t cells = size_t(w) * h;
     if (cells == 0 || nvm->lsc_tables == nullptr) return rows;
     const bool margins = method == 2;
     const uint16_t margin = margins ? 2 : 0;
-    std::vector<float> design(cells * 15), transposed(cells * 15), lu(15 * 15);
+    // Cells that take part in the fit: all, the interior, or the valid circle.
+    std::vector<uint32_t> used(cells, 1);
+    if (margins) {
+        for (size_t i = 0; i < cells; ++i) {
+            const size_t r = i / w, c = i % w;
+            used[i] = r >= margin && r + margin < h && c >= margin && c + margin < w;
+        }
+    }
+    uint32_t valid_count = 0;
+    oz::ValidCircle circle;
+    const bool valid_area = method == 3;
+    if (valid_area) {
+        if (!oz::read_valid_circle(cmc, &circle)) return rows;  // no circle: the merge computes nothing either
+        valid_count = oz::mark_valid_cells(circle, uint8_t(w), uint8_t(h), used.data());
+    }
+    std::vector<float> design(cells * 15), transposed(cells * 15), lu(15 * 15), compaction(cells);
+    std::vector<double> design_d(valid_area ? cells * 15 : 0), transposed_d(design_d.size()), lu_d(valid_area ? 225 : 0);
     std::vector<uint32_t> permutation(15);
-    const uint32_t fit = margins ? lu_decomposition_lsc(design.data(), transposed.data(), lu.data(), permutation.data(),
-                                                        w, h, 15, margin, margin)
-                                 : lu_decomposition(design.data(), transposed.data(), lu.data(), permutation.data(), w, h, 15);
+    const uint32_t fit =
+        valid_area ? lu_decomposition_lsc_valid_area(design_d.data(), transposed_d.data(), lu_d.data(),
+                                                     permutation.data(), w, h, 15, valid_count, used.data())
+        : margins  ? lu_decomposition_lsc(design.data(), transposed.data(), lu.data(), permutation.data(), w, h, 15,
+                                          margin, margin)
+                   : lu_decomposition(design.data(), transposed.data(), lu.data(), permutation.data(), w, h, 15);
     if (fit != 0) return rows;
     for (unsigned t = 0; t < nvm->lsc_table_count; ++t) {
         std::vector<float> in[4], out[4];
@@ -236,17 +257,25 @@ Json fit_report(const nvm_data *nvm, uint16_t method) {
             in_planes[c] = in[c].data();
             out_planes[c] = out[c].data();
         }
-        if (lsc_polynomial_upscale_float(transposed.data(), lu.data(), permutation.data(), in_planes, out_planes, w, h,
-                                         w, h, 15, margin, margin, margins) != 0)
-            continue;
+        const uint32_t status =
+            valid_area ? lsc_polynomial_upscale_float_valid_area(transposed_d.data(), lu_d.data(), permutation.data(),
+                                                                 in_planes, out_planes, w, h, w, h, 15, valid_count,
+                                                                 compaction.data(), used.data())
+                       : lsc_polynomial_upscale_float(transposed.data(), lu.data(), permutation.data(), in_planes,
+                                                      out_planes, w, h, w, h, 15, margin, margin, margins);
+        if (status != 0) continue;
         for (int c = 0; c < 4; ++c) {
             double sum = 0, worst = 0;
+            size_t n = 0;
             for (size_t i = 0; i < cells; ++i) {
+                if (used[i] != 1) continue;
                 const double d = double(out[c][i]) - double(in[c][i]);
                 sum += d * d;
                 worst = std::max(worst, std::fabs(d));
+                ++n;
             }
-            rows.push_back({{"table", t}, {"channel", c}, {"rms", std::sqrt(sum / double(cells))}, {"max", worst}});
+            rows.push_back({{"table", t}, {"channel", c}, {"cells", n}, {"rms", n ? std::sqrt(sum / double(n)) : 0.0},
+                            {"max", worst}});
         }
     }
     return rows;
@@ -353,7 +382,7 @@ bool render(const Bytes &container, const Bytes *calibration, const std::string 
             range_of(upscaled, &lo, &hi);
             ok = write_pages(upscaled, lo, hi, dir, report, error);
         }
-        report->fit = fit_report(nvm, method);
+        report->fit = fit_report(nvm, method, cmc);
         oz_nvm_deinit(nvm);
         if (!ok) return false;
         std::ofstream(dir + "/fit_report.json") << report->fit.dump(2) << "\n";

@@ -277,7 +277,12 @@ TEST(Cli, RenderedImages) {
     // samples' rounding (1/1024), for each of 2 tables x 4 channels.
     Json fit = Json::parse(slurp(dir + "/fit_report.json"));
     ASSERT_EQ(fit.size(), 8u);
+    // The example selects the valid-area fit: every row is measured over the circle's cells, fewer than
+    // the 12 x 9 grid.
     for (const Json &row : fit) {
+        EXPECT_EQ(row["cells"], fit[0]["cells"]);
+        EXPECT_LT(row["cells"].get<int>(), 108);
+        EXPECT_GT(row["cells"].get<int>(), 15);
         EXPECT_LT(row["rms"].get<double>(), 1.0 / 1024) << row.dump();
         EXPECT_LT(row["max"].get<double>(), 2.0 / 1024) << row.dump();
     }
