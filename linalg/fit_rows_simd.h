@@ -28,6 +28,36 @@ struct FitShape {
     static constexpr int offset(int m) { return m * kLanes < 15 - kLanes ? m * kLanes : 15 - kLanes; }
 };
 
+// Adds, for k = 0 .. count-1 in order, the products of design row k with one multiplier per group
+// member to the sums of kGroup rows of a sums block: acc[g][lanes] += product(multiplier(row, g, k),
+// row lanes). members[g] is the block row of group member g.
+template <class V, size_t kRows, class Multiplier, class Product>
+void accumulate_group(const typename V::T *design, size_t count, typename V::T (&block)[kRows][16],
+                      const int *members, Multiplier multiplier, Product product) {
+    using S = FitShape<V>;
+    typename V::Vec acc[S::kGroup][S::kVectors];
+#pragma GCC unroll 8
+    for (int g = 0; g < S::kGroup; ++g)
+#pragma GCC unroll 8
+        for (int m = 0; m < S::kVectors; ++m) acc[g][m] = V::load(&block[members[g]][S::offset(m)]);
+    for (size_t k = 0; k < count; ++k) {
+        const typename V::T *row = design + k * 15;
+        typename V::Vec r[S::kVectors];
+#pragma GCC unroll 8
+        for (int m = 0; m < S::kVectors; ++m) r[m] = V::load(row + S::offset(m));
+#pragma GCC unroll 8
+        for (int g = 0; g < S::kGroup; ++g) {
+            const typename V::Vec a = V::set1(multiplier(row, g, k));
+#pragma GCC unroll 8
+            for (int m = 0; m < S::kVectors; ++m) acc[g][m] = V::add(acc[g][m], product(a, r[m]));
+        }
+    }
+#pragma GCC unroll 8
+    for (int g = 0; g < S::kGroup; ++g)
+#pragma GCC unroll 8
+        for (int m = 0; m < S::kVectors; ++m) V::store(&block[members[g]][S::offset(m)], acc[g][m]);
+}
+
 // normal[i][j] += design(k, i) * design(k, j); rows i in groups of kGroup (the last group repeats row 14
 // where it runs out, recomputing the same sums).
 template <class V>
@@ -37,27 +67,9 @@ void fit_normal_rows(const typename V::T *design, size_t count, NormalSums<typen
     for (int i0 = 0; i0 < 15; i0 += S::kGroup) {
         int rows[S::kGroup];
         for (int g = 0; g < S::kGroup; ++g) rows[g] = i0 + g < 15 ? i0 + g : 14;
-        typename V::Vec acc[S::kGroup][S::kVectors];
-#pragma GCC unroll 8
-        for (int g = 0; g < S::kGroup; ++g)
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) acc[g][m] = V::load(&normal[rows[g]][S::offset(m)]);
-        for (size_t k = 0; k < count; ++k) {
-            const T *row = design + k * 15;
-            typename V::Vec r[S::kVectors];
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) r[m] = V::load(row + S::offset(m));
-#pragma GCC unroll 8
-            for (int g = 0; g < S::kGroup; ++g) {
-                const typename V::Vec a = V::set1(row[rows[g]]);
-#pragma GCC unroll 8
-                for (int m = 0; m < S::kVectors; ++m) acc[g][m] = V::add(acc[g][m], V::mul(a, r[m]));
-            }
-        }
-#pragma GCC unroll 8
-        for (int g = 0; g < S::kGroup; ++g)
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) V::store(&normal[rows[g]][S::offset(m)], acc[g][m]);
+        accumulate_group<V>(
+            design, count, normal, rows, [&](const T *row, int g, size_t) { return row[rows[g]]; },
+            [](typename V::Vec a, typename V::Vec r) { return V::mul(a, r); });
     }
 }
 
@@ -81,33 +93,32 @@ void fit_rhs_rows(const typename V::T *design, const float *const x[4], int plan
     for (int p0 = 0; p0 < planes; p0 += S::kGroup) {
         int plane[S::kGroup];
         for (int g = 0; g < S::kGroup; ++g) plane[g] = p0 + g < planes ? p0 + g : planes - 1;
-        typename V::Vec acc[S::kGroup][S::kVectors];
-#pragma GCC unroll 8
-        for (int g = 0; g < S::kGroup; ++g)
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) acc[g][m] = V::load(&sums[plane[g]][S::offset(m)]);
-        for (size_t k = 0; k < count; ++k) {
-            const T *row = design + k * 15;
-            typename V::Vec r[S::kVectors];
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) r[m] = V::load(row + S::offset(m));
-#pragma GCC unroll 8
-            for (int g = 0; g < S::kGroup; ++g) {
-                const typename V::Vec s = V::set1(T(samples(x[plane[g]], k)));
-#pragma GCC unroll 8
-                for (int m = 0; m < S::kVectors; ++m)
-                    acc[g][m] = V::add(acc[g][m], V::rhs_product(r[m], s));
-            }
-        }
-#pragma GCC unroll 8
-        for (int g = 0; g < S::kGroup; ++g)
-#pragma GCC unroll 8
-            for (int m = 0; m < S::kVectors; ++m) V::store(&sums[plane[g]][S::offset(m)], acc[g][m]);
+        accumulate_group<V>(
+            design, count, sums, plane, [&](const T *, int g, size_t k) { return T(samples(x[plane[g]], k)); },
+            [](typename V::Vec sample, typename V::Vec r) { return V::rhs_product(r, sample); });
     }
 }
 
 }  // namespace
 }  // namespace oz
+
+// Vector operations of the fit rows for one element type of an ISA (prefix _mm or _mm256, suffix ps or
+// pd). The right-hand-side product keeps the scalar rows' operand order: design * sample in float,
+// sample * design in double.
+#define OZ_FIT_VECTOR_OPS(Name, Elem, Vector, lanes, prefix, suffix, sample_first)                              \
+    struct Name {                                                                                              \
+        using T = Elem;                                                                                        \
+        using Vec = Vector;                                                                                    \
+        static constexpr int kLanes = lanes;                                                                   \
+        static Vec load(const Elem *p) { return prefix##_loadu_##suffix(p); }                                  \
+        static void store(Elem *p, Vec v) { prefix##_storeu_##suffix(p, v); }                                  \
+        static Vec set1(Elem v) { return prefix##_set1_##suffix(v); }                                          \
+        static Vec add(Vec a, Vec b) { return prefix##_add_##suffix(a, b); }                                   \
+        static Vec mul(Vec a, Vec b) { return prefix##_mul_##suffix(a, b); }                                   \
+        static Vec rhs_product(Vec design, Vec sample) {                                                       \
+            return sample_first ? mul(sample, design) : mul(design, sample);                                   \
+        }                                                                                                      \
+    };
 
 // Defines the four fit rows of one ISA from its float and double vector operations.
 #define OZ_DEFINE_FIT_ROWS(isa, VF, VD)                                                                         \

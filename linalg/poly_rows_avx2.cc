@@ -1,4 +1,4 @@
-// Polynomial evaluation rows, AVX2: eight float or four double lanes per step, each lane repeating the
+// Polynomial fit and evaluation rows, AVX2: eight float or four double lanes per step, each lane repeating the
 // scalar operations in the scalar order (mul then add, never fused). Tails go to the scalar row.
 #include <immintrin.h>
 
@@ -44,31 +44,8 @@ __m256d eval4_f64(const PolyColumnsF64 &c, size_t i, __m256d b2, __m256d b5, __m
     return s;
 }
 
-// Vector operations of the fit rows. The right-hand-side product keeps the scalar operand order:
-// design * sample in float, sample * design in double.
-struct FitF32 {
-    using T = float;
-    using Vec = __m256;
-    static constexpr int kLanes = 8;
-    static Vec load(const float *p) { return _mm256_loadu_ps(p); }
-    static void store(float *p, Vec v) { _mm256_storeu_ps(p, v); }
-    static Vec set1(float v) { return _mm256_set1_ps(v); }
-    static Vec add(Vec a, Vec b) { return _mm256_add_ps(a, b); }
-    static Vec mul(Vec a, Vec b) { return _mm256_mul_ps(a, b); }
-    static Vec rhs_product(Vec design, Vec sample) { return _mm256_mul_ps(design, sample); }
-};
-
-struct FitF64 {
-    using T = double;
-    using Vec = __m256d;
-    static constexpr int kLanes = 4;
-    static Vec load(const double *p) { return _mm256_loadu_pd(p); }
-    static void store(double *p, Vec v) { _mm256_storeu_pd(p, v); }
-    static Vec set1(double v) { return _mm256_set1_pd(v); }
-    static Vec add(Vec a, Vec b) { return _mm256_add_pd(a, b); }
-    static Vec mul(Vec a, Vec b) { return _mm256_mul_pd(a, b); }
-    static Vec rhs_product(Vec design, Vec sample) { return _mm256_mul_pd(sample, design); }
-};
+OZ_FIT_VECTOR_OPS(FitF32, float, __m256, 8, _mm256, ps, false)
+OZ_FIT_VECTOR_OPS(FitF64, double, __m256d, 4, _mm256, pd, true)
 
 }  // namespace
 

@@ -25,27 +25,20 @@ T eval_element(const PolyColumns<T> &c, const PolyRow<T> &r, size_t i) {
 
 }  // namespace
 
-void fit_normal_f32_c(const float *design, size_t count, NormalSums<float> &normal) {
+template <class T>
+void fit_normal(const T *design, size_t count, NormalSums<T> &normal) {
     for (size_t k = 0; k < count; ++k) {
-        const float *row = design + k * 15;
+        const T *row = design + k * 15;
         for (int i = 0; i < 15; ++i)
             for (int j = 0; j < 15; ++j) {
-                const float product = row[i] * row[j];
+                const T product = row[i] * row[j];
                 normal[i][j] = normal[i][j] + product;
             }
     }
 }
 
-void fit_normal_f64_c(const double *design, size_t count, NormalSums<double> &normal) {
-    for (size_t k = 0; k < count; ++k) {
-        const double *row = design + k * 15;
-        for (int i = 0; i < 15; ++i)
-            for (int j = 0; j < 15; ++j) {
-                const double product = row[i] * row[j];
-                normal[i][j] = normal[i][j] + product;
-            }
-    }
-}
+void fit_normal_f32_c(const float *design, size_t count, NormalSums<float> &normal) { fit_normal(design, count, normal); }
+void fit_normal_f64_c(const double *design, size_t count, NormalSums<double> &normal) { fit_normal(design, count, normal); }
 
 void fit_rhs_f32_c(const float *design, const float *const x[4], int planes, size_t count, PlaneSums<float> &sums) {
     for (size_t k = 0; k < count; ++k)

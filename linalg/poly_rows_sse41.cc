@@ -1,4 +1,4 @@
-// Polynomial evaluation rows, SSE4.1: four float or two double lanes per step, each lane repeating the
+// Polynomial fit and evaluation rows, SSE4.1: four float or two double lanes per step, each lane repeating the
 // scalar operations in the scalar order (mul then add, never fused). Tails go to the scalar row.
 #include <smmintrin.h>
 
@@ -44,31 +44,8 @@ __m128d eval2_f64(const PolyColumnsF64 &c, size_t i, __m128d b2, __m128d b5, __m
     return s;
 }
 
-// Vector operations of the fit rows. The right-hand-side product keeps the scalar operand order:
-// design * sample in float, sample * design in double.
-struct FitF32 {
-    using T = float;
-    using Vec = __m128;
-    static constexpr int kLanes = 4;
-    static Vec load(const float *p) { return _mm_loadu_ps(p); }
-    static void store(float *p, Vec v) { _mm_storeu_ps(p, v); }
-    static Vec set1(float v) { return _mm_set1_ps(v); }
-    static Vec add(Vec a, Vec b) { return _mm_add_ps(a, b); }
-    static Vec mul(Vec a, Vec b) { return _mm_mul_ps(a, b); }
-    static Vec rhs_product(Vec design, Vec sample) { return _mm_mul_ps(design, sample); }
-};
-
-struct FitF64 {
-    using T = double;
-    using Vec = __m128d;
-    static constexpr int kLanes = 2;
-    static Vec load(const double *p) { return _mm_loadu_pd(p); }
-    static void store(double *p, Vec v) { _mm_storeu_pd(p, v); }
-    static Vec set1(double v) { return _mm_set1_pd(v); }
-    static Vec add(Vec a, Vec b) { return _mm_add_pd(a, b); }
-    static Vec mul(Vec a, Vec b) { return _mm_mul_pd(a, b); }
-    static Vec rhs_product(Vec design, Vec sample) { return _mm_mul_pd(sample, design); }
-};
+OZ_FIT_VECTOR_OPS(FitF32, float, __m128, 4, _mm, ps, false)
+OZ_FIT_VECTOR_OPS(FitF64, double, __m128d, 2, _mm, pd, true)
 
 }  // namespace
 

@@ -251,26 +251,42 @@ uint32_t polynomial_upscale_valid_area(const double *transposed_design, const do
     return kStatusDone;
 }
 
+namespace {
+
+bool all_planes_set(const float *const input_planes[4], float *const output_planes[4]) {
+    for (int p = 0; p < 4; ++p)
+        if (input_planes[p] == nullptr || output_planes[p] == nullptr) return false;
+    return true;
+}
+
+// The four solves side by side, then the four surfaces (nothing written for an output side below 2).
+template <class T, class RowFn>
+void solve_and_evaluate(const T *lu, const PlaneSums<T> &rhs, float *const output_planes[4], uint16_t input_width,
+                        uint16_t input_height, uint16_t output_width, uint16_t output_height, RowFn row_fn) {
+    PlaneSums<T> coef = {};
+    solve_planes(lu, rhs, 4, coef);
+    if (output_width < 2 || output_height < 2) return;
+    for (int p = 0; p < 4; ++p)
+        evaluate_surface<T>(coef[p], input_width, input_height, output_width, output_height, output_planes[p], row_fn);
+}
+
+}  // namespace
+
 uint32_t upscale_table(const float *design, const float *lu, const float *const input_planes[4],
                        float *const output_planes[4], uint16_t input_width, uint16_t input_height,
                        uint16_t output_width, uint16_t output_height, const FitMargins *margins,
                        const poly_rows &rows) {
-    for (int p = 0; p < 4; ++p)
-        if (input_planes[p] == nullptr || output_planes[p] == nullptr) return kStatusFailed;
+    if (!all_planes_set(input_planes, output_planes)) return kStatusFailed;
     const int64_t cells = int64_t(input_width) * input_height;
     const InnerRange inner =
         margins ? InnerRange::grid_interior(input_height, input_width, margins->rows, margins->cols) : InnerRange{};
-    PlaneSums<float> rhs = {}, coef = {};
+    PlaneSums<float> rhs = {};
     inner.each_run(cells, [&](int64_t begin, int64_t end) {
         const float *const x[4] = {input_planes[0] + begin, input_planes[1] + begin, input_planes[2] + begin,
                                    input_planes[3] + begin};
         rows.rhs_f32(design + size_t(begin) * kPolyTerms, x, 4, size_t(end - begin), rhs);
     });
-    solve_planes(lu, rhs, 4, coef);
-    if (output_width < 2 || output_height < 2) return kStatusDone;
-    for (int p = 0; p < 4; ++p)
-        evaluate_surface<float>(coef[p], input_width, input_height, output_width, output_height, output_planes[p],
-                                rows.eval_f32);
+    solve_and_evaluate(lu, rhs, output_planes, input_width, input_height, output_width, output_height, rows.eval_f32);
     return kStatusDone;
 }
 
@@ -278,15 +294,10 @@ uint32_t upscale_table_valid_area(const double *design, const double *lu, const 
                                   float *const output_planes[4], uint16_t input_width, uint16_t input_height,
                                   uint16_t output_width, uint16_t output_height, const uint32_t *valid_cells,
                                   uint32_t valid_count, const poly_rows &rows) {
-    for (int p = 0; p < 4; ++p)
-        if (input_planes[p] == nullptr || output_planes[p] == nullptr) return kStatusFailed;
-    PlaneSums<double> rhs = {}, coef = {};
+    if (!all_planes_set(input_planes, output_planes)) return kStatusFailed;
+    PlaneSums<double> rhs = {};
     rows.rhs_f64(design, input_planes, 4, valid_cells, valid_count, rhs);
-    solve_planes(lu, rhs, 4, coef);
-    if (output_width < 2 || output_height < 2) return kStatusDone;
-    for (int p = 0; p < 4; ++p)
-        evaluate_surface<double>(coef[p], input_width, input_height, output_width, output_height, output_planes[p],
-                                 rows.eval_f64);
+    solve_and_evaluate(lu, rhs, output_planes, input_width, input_height, output_width, output_height, rows.eval_f64);
     return kStatusDone;
 }
 
