@@ -109,6 +109,10 @@ uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height,
         pos_y += step_y;
         int32_t *d = dst + size_t(y) * dst_row;
         const int32_t *s = src + size_t(sy) * src_row;
+        if (!is_periodic && y + 1 < dst_height) {
+            const uint32_t next_sy = y + 1 < inside_y ? pos_y >> 16 : src_height - 1;
+            if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_row, src_row * sizeof(int32_t));
+        }
         if (is_periodic) {
             // Built from the source row every time: the row is cached, and its samples go straight to
             // the destination instead of through a copy of the row before.
@@ -175,6 +179,10 @@ uint32_t upscale_nearest_uint16_impl(const uint16_t *src, uint16_t *dst, uint16_
         if (!repeat) {
             prev_sy = sy;
             const uint16_t *s = src + size_t(sy) * src_width;
+            if (j < dst_height) {
+                const uint32_t next_sy = footprint_last(j + 1, ry, src_height, true);
+                if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(uint16_t));
+            }
             uint16_t *out = buffer ? buffer.get() : d;
             if (map)
                 rows.take_u16(s, map.get(), out, 0, dst_width, src_width);
@@ -214,6 +222,10 @@ uint32_t downscale_nearest_int32_impl(const int32_t *src, int32_t *dst, uint16_t
             continue;
         }
         const int32_t *s = src + size_t(sy) * src_width;
+        if (!is_periodic && j < dst_height) {
+            const uint32_t next_sy = footprint_last(j + 1, ry, src_height, false);
+            if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(int32_t));
+        }
         uint32_t begin = 0;
         if (is_periodic) {
             // Built from the source row every time, straight into the destination (see step_scale).
