@@ -19,7 +19,8 @@ template <uint32_t K>
 uint32_t area_box_row_u16_hadd(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t end) {
     static_assert(K == 2 || K == 4, "pairwise sums of 2 or 4 columns");
     // Lane of destination column c after the horizontal adds.
-    const __m256i order = K == 2 ? _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7) : _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    const __m256i order =
+        K == 2 ? _mm256_setr_epi32(0, 1, 4, 5, 2, 3, 6, 7) : _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     const __m256 inv_area = _mm256_set1_ps(row.inv_area);
     const __m256 inv_src = _mm256_set1_ps(row.inv_src);
     const __m256 half = _mm256_set1_ps(kAreaRoundHalf);

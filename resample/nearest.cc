@@ -99,6 +99,7 @@ uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height,
                         use_streaming(size_t(src_height) * src_row * sizeof(int32_t), dst_bytes);
     PeriodicMap periodic;
     uint32_t periodic_base = 0;
+    // x * step_x wraps modulo 2^32 exactly as the stepping rows' running sum.
     const bool is_periodic =
         channels == 1 && find_periodic(inside_x, src_width, [&](uint32_t x) { return (x * step_x) >> 16; },
                                        &periodic, &periodic_base);
@@ -181,7 +182,8 @@ uint32_t upscale_nearest_uint16_impl(const uint16_t *src, uint16_t *dst, uint16_
             const uint16_t *s = src + size_t(sy) * src_width;
             if (j < dst_height) {
                 const uint32_t next_sy = footprint_last(j + 1, ry, src_height, true);
-                if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(uint16_t));
+                if (next_sy != sy)
+                    prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(uint16_t));
             }
             uint16_t *out = buffer ? buffer.get() : d;
             if (map)
