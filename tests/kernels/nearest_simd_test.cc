@@ -129,6 +129,24 @@ TEST(NearestSimd, FootprintRowsMatchScalar) {
     }
 }
 
+// Calls large enough to stream their destination: whole-number enlargements with rows of an odd
+// number of samples, so that destination rows start at every 4-byte offset of a 32-byte boundary.
+TEST(NearestSimd, StreamedEnlargementsMatchScalar) {
+    if (!cpu_has_sse41()) GTEST_SKIP() << "no SSE4.1 on this CPU";
+    test::Rng rng(14);
+    for (const Size4 &s : {Size4{1023, 1100, 2046, 2200}, Size4{1023, 600, 4092, 1200}}) {
+        test::Guarded<int32_t> src(size_t(s.sw) * s.sh);
+        fill_random(src, rng);
+        compare_rows<int32_t>("interleaved x1", s, size_t(s.dw) * s.dh, [&](int32_t *dst, const nearest_rows &rows) {
+            return nearest_scale_interleaved_int32_impl(src.data(), s.sw, s.sh, 1, dst, s.dw, s.dh, rows);
+        });
+        compare_rows<int32_t>("footprint int32", s, size_t(s.dw) * s.dh, [&](int32_t *dst, const nearest_rows &rows) {
+            return downscale_nearest_int32_impl(src.data(), dst, uint16_t(s.sw), uint16_t(s.sh), uint16_t(s.dw),
+                                                uint16_t(s.dh), 0, rows);
+        });
+    }
+}
+
 // The periodic row with streaming stores writes around 32- and 16-byte boundaries: destinations at
 // every 4-byte offset, against the scalar row (which stores plainly), nothing written outside.
 TEST(NearestSimd, StreamingPeriodicRowsMatchScalar) {
