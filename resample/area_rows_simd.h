@@ -18,14 +18,22 @@ namespace {
 // scalar sum is then the integer sum whatever the order, so the samples are summed as integers, rows
 // first, and the sum converted once; the normalisation is the scalar row's. Returns false when the row
 // does not qualify.
+//
+// area_box_columns gives the footprint k of such a row (0 when it does not qualify).
+inline uint32_t area_box_columns(const AreaRow &row, uint32_t begin) {
+    const uint32_t k = uint32_t(row.fx);
+    if (begin != 0 || float(k) != row.fx || k == 0 || row.row_weight_first != 1.0f ||
+        row.row_weight_last != 1.0f || uint64_t(k) * row.row_count > 256)
+        return 0;
+    return k;
+}
+
 template <class V>
 bool area_box_row_u16(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end) {
     using I = typename V::I;
     constexpr uint32_t L = V::kLanes;
-    const uint32_t k = uint32_t(row.fx);
-    if (begin != 0 || float(k) != row.fx || k == 0 || row.row_weight_first != 1.0f ||
-        row.row_weight_last != 1.0f || uint64_t(k) * row.row_count > 256)
-        return false;
+    const uint32_t k = area_box_columns(row, begin);
+    if (k == 0) return false;
     constexpr uint32_t kColumns = 2048;  // column sums held per chunk
     alignas(32) int32_t col_sum[kColumns + 8];
     const uint32_t chunk = (kColumns / k) / L * L;  // destination columns per chunk

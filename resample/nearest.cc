@@ -1,5 +1,6 @@
 // Nearest-neighbour entry points: argument checks, the row mapping (16.16 stepping or footprint end),
-// destination rows that repeat the previous one copied whole (streamed from a row buffer for large
+// destination rows that repeat the previous one copied whole (16-bit rows streamed from a row buffer
+// for large calls), periodic column maps built straight into the destination (streamed for large
 // calls), the rows from nearest_rows.
 #include <cstring>
 
@@ -25,7 +26,7 @@ inline uint32_t steps_inside(uint32_t n, uint32_t d, uint32_t step) {
     return inside < d ? uint32_t(inside) : d;
 }
 
-// A destination row buffer for large calls: rows are built in it and streamed to every destination row
+// A destination row buffer for large 16-bit calls: rows are built in it and streamed to every destination row
 // that repeats them (see stream.h). Null, and plain stores into the destination, for small calls or
 // when the buffer cannot be allocated (the samples are the same either way).
 template <class T>
@@ -56,6 +57,30 @@ HeapArray<int32_t> column_map(uint32_t count, float ratio, uint32_t src_count, b
     return map;
 }
 
+// Finds whether the first `count` destination columns, whose source indices are idx(x), form a periodic
+// map (see PeriodicMap); base receives idx(0), where the first window starts. The whole map is checked
+// against the indices, so a map found gives exactly the samples of the index rows.
+template <class Index>
+bool find_periodic(uint32_t count, uint32_t src_count, Index idx, PeriodicMap *map, uint32_t *base) {
+    const uint32_t blocks = count / 8;
+    if (blocks == 0) return false;
+    const uint32_t first = idx(0);
+    for (uint32_t l = 0; l < 8; ++l) {
+        const uint32_t off = idx(l) - first;
+        if (off >= 8) return false;
+        map->offset[l] = int32_t(off);
+    }
+    map->advance = blocks > 1 ? idx(8) - first : 0;
+    // Periods whose window would pass the end of the source row are left to the index rows.
+    if (uint64_t(first) + 8 > src_count) return false;
+    const uint64_t windows = map->advance == 0 ? blocks : (src_count - first - 8) / uint64_t(map->advance) + 1;
+    map->blocks = windows < blocks ? uint32_t(windows) : blocks;
+    for (uint32_t x = 8; x < 8 * map->blocks; ++x)
+        if (idx(x) != first + (x / 8) * map->advance + uint32_t(map->offset[x % 8])) return false;
+    *base = first;
+    return true;
+}
+
 uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height, size_t channels, int32_t *dst,
                     uint32_t dst_width, uint32_t dst_height, const nearest_rows &rows) {
     size_t src_row, dst_row, dst_row_bytes;
@@ -69,31 +94,46 @@ uint32_t step_scale(const int32_t *src, uint32_t src_width, uint32_t src_height,
     step_row_fn row_fn = channels == 1 ? rows.step_x32 : channels == 2 ? rows.step_x64
                                                        : channels == 4 ? rows.step_x128
                                                                        : nullptr;
-    const HeapArray<int32_t> buffer =
-        stream_buffer<int32_t>(size_t(src_height) * src_row * sizeof(int32_t), dst_row, dst_height);
+    size_t dst_bytes;
+    const bool stream = checked_mul(dst_row_bytes, dst_height, &dst_bytes) &&
+                        use_streaming(size_t(src_height) * src_row * sizeof(int32_t), dst_bytes);
+    PeriodicMap periodic;
+    uint32_t periodic_base = 0;
+    // x * step_x wraps modulo 2^32 exactly as the stepping rows' running sum.
+    const bool is_periodic =
+        channels == 1 && find_periodic(inside_x, src_width, [&](uint32_t x) { return (x * step_x) >> 16; },
+                                       &periodic, &periodic_base);
     uint32_t pos_y = 0;
     uint32_t prev_sy = 0;
     for (uint32_t y = 0; y < dst_height; ++y) {
         const uint32_t sy = y < inside_y ? pos_y >> 16 : src_height - 1;
         pos_y += step_y;
         int32_t *d = dst + size_t(y) * dst_row;
-        // The same source row as the destination row before gives the same samples.
-        const bool repeat = y > 0 && sy == prev_sy;
-        if (!repeat) {
-            prev_sy = sy;
-            int32_t *out = buffer ? buffer.get() : d;
-            const int32_t *s = src + size_t(sy) * src_row;
-            if (row_fn != nullptr)
-                row_fn(s, out, 0, inside_x, step_x, src_width);
-            else
-                step_row_block_c(s, out, inside_x, step_x, channels);
-            const int32_t *last = s + size_t(src_width - 1) * channels;
-            for (uint32_t x = inside_x; x < dst_width; ++x)
-                std::memcpy(out + size_t(x) * channels, last, channels * sizeof(int32_t));
+        const int32_t *s = src + size_t(sy) * src_row;
+        if (!is_periodic && y + 1 < dst_height) {
+            const uint32_t next_sy = y + 1 < inside_y ? pos_y >> 16 : src_height - 1;
+            if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_row, src_row * sizeof(int32_t));
         }
-        finish_row(d, buffer.get(), dst_row, repeat);
+        if (is_periodic) {
+            // Built from the source row every time: the row is cached, and its samples go straight to
+            // the destination instead of through a copy of the row before.
+            rows.periodic_x32(s + periodic_base, d, periodic, stream);
+            row_fn(s, d, periodic.blocks * 8, inside_x, step_x, src_width);
+        } else if (y > 0 && sy == prev_sy) {
+            // The same source row as the destination row before gives the same samples.
+            std::memcpy(d, d - dst_row, dst_row_bytes);
+            continue;
+        } else if (row_fn != nullptr) {
+            row_fn(s, d, 0, inside_x, step_x, src_width);
+        } else {
+            step_row_block_c(s, d, inside_x, step_x, channels);
+        }
+        prev_sy = sy;
+        const int32_t *last = s + size_t(src_width - 1) * channels;
+        for (uint32_t x = inside_x; x < dst_width; ++x)
+            std::memcpy(d + size_t(x) * channels, last, channels * sizeof(int32_t));
     }
-    if (buffer) store_fence();
+    if (stream && is_periodic) store_fence();
     return kStatusDone;
 }
 
@@ -140,6 +180,11 @@ uint32_t upscale_nearest_uint16_impl(const uint16_t *src, uint16_t *dst, uint16_
         if (!repeat) {
             prev_sy = sy;
             const uint16_t *s = src + size_t(sy) * src_width;
+            if (j < dst_height) {
+                const uint32_t next_sy = footprint_last(j + 1, ry, src_height, true);
+                if (next_sy != sy)
+                    prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(uint16_t));
+            }
             uint16_t *out = buffer ? buffer.get() : d;
             if (map)
                 rows.take_u16(s, map.get(), out, 0, dst_width, src_width);
@@ -160,31 +205,45 @@ uint32_t downscale_nearest_int32_impl(const int32_t *src, int32_t *dst, uint16_t
     const float rx = float(src_width) / float(dst_width);
     const float ry = float(src_height) / float(dst_height);
     const HeapArray<int32_t> map = use_max != 0 ? HeapArray<int32_t>() : column_map(dst_width, rx, src_width, false);
-    const HeapArray<int32_t> buffer =
-        stream_buffer<int32_t>(size_t(src_width) * src_height * sizeof(int32_t), dst_width, dst_height);
+    PeriodicMap periodic;
+    uint32_t periodic_base = 0;
+    const bool is_periodic =
+        use_max == 0 &&
+        find_periodic(dst_width, src_width, [&](uint32_t x) { return footprint_last(x + 1, rx, src_width, false); },
+                      &periodic, &periodic_base);
+    const bool stream = use_streaming(size_t(src_width) * src_height * sizeof(int32_t),
+                                      size_t(dst_width) * dst_height * sizeof(int32_t));
     uint32_t first_row = 0;  // the row span of a destination row starts after the previous one's end
     for (uint32_t j = 1; j <= dst_height; ++j) {
         const uint32_t sy = footprint_last(j, ry, src_height, false);
         int32_t *d = dst + size_t(j - 1) * dst_width;
-        int32_t *out = buffer ? buffer.get() : d;
-        bool repeat = false;
         if (use_max != 0) {
             const uint32_t row_count = sy >= first_row ? sy - first_row + 1 : 0;
-            rows.max_i32(src + size_t(first_row) * src_width, src_width, row_count, out, dst_width, rx, src_width);
+            rows.max_i32(src + size_t(first_row) * src_width, src_width, row_count, d, dst_width, rx, src_width);
             first_row = sy + 1;
-        } else if (j > 1 && sy + 1 == first_row) {
-            repeat = true;
-        } else {
-            const int32_t *s = src + size_t(sy) * src_width;
-            if (map)
-                rows.take_i32(s, map.get(), out, 0, dst_width, src_width);
-            else
-                rows.pick_i32(s, out, 0, dst_width, rx, src_width);
-            first_row = sy + 1;
+            continue;
         }
-        finish_row(d, buffer.get(), dst_width, repeat);
+        const int32_t *s = src + size_t(sy) * src_width;
+        if (!is_periodic && j < dst_height) {
+            const uint32_t next_sy = footprint_last(j + 1, ry, src_height, false);
+            if (next_sy != sy) prefetch_bytes(src + size_t(next_sy) * src_width, size_t(src_width) * sizeof(int32_t));
+        }
+        uint32_t begin = 0;
+        if (is_periodic) {
+            // Built from the source row every time, straight into the destination (see step_scale).
+            rows.periodic_x32(s + periodic_base, d, periodic, stream);
+            begin = periodic.blocks * 8;
+        } else if (j > 1 && sy + 1 == first_row) {
+            std::memcpy(d, d - dst_width, size_t(dst_width) * sizeof(int32_t));
+            continue;
+        }
+        if (map)
+            rows.take_i32(s, map.get(), d, begin, dst_width, src_width);
+        else
+            rows.pick_i32(s, d, begin, dst_width, rx, src_width);
+        first_row = sy + 1;
     }
-    if (buffer) store_fence();
+    if (stream && is_periodic) store_fence();
     return kStatusDone;
 }
 

@@ -31,6 +31,19 @@ using take_u16_fn = void (*)(const uint16_t *src, const int32_t *idx, uint16_t *
 using take_i32_fn = void (*)(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
                              uint32_t src_count);
 
+// Periodic index map of 32-bit samples: the indices of every eight destination columns are those of
+// the first eight shifted by `advance` source samples per period, so that
+// dst[x] = src[(x / 8) * advance + offset[x % 8]] for 0 <= x < 8 * blocks. Every offset is below 8
+// and every eight-sample window (x / 8) * advance .. + 7 lies inside the source row. Enlargements by
+// 1, 2, 4 and 8 map their columns this way; the drivers detect such maps once per call. With `stream`
+// the vector rows write the destination with streaming stores (see stream.h; the caller fences).
+struct PeriodicMap {
+    int32_t offset[8];
+    uint32_t advance;
+    uint32_t blocks;
+};
+using periodic_x32_fn = void (*)(const int32_t *src, int32_t *dst, const PeriodicMap &map, bool stream);
+
 struct nearest_rows {
     step_row_fn step_x32;   // 4-byte pixels
     step_row_fn step_x64;   // 8-byte pixels
@@ -40,6 +53,7 @@ struct nearest_rows {
     max_i32_fn max_i32;     // exact boundaries
     take_u16_fn take_u16;
     take_i32_fn take_i32;
+    periodic_x32_fn periodic_x32;
 };
 
 // Scalar definitions (also the tails of the vector rows).
@@ -58,6 +72,7 @@ void take_row_u16_c(const uint16_t *src, const int32_t *idx, uint16_t *dst, uint
                     uint32_t src_count);
 void take_row_i32_c(const int32_t *src, const int32_t *idx, int32_t *dst, uint32_t begin, uint32_t end,
                     uint32_t src_count);
+void periodic_row_x32_c(const int32_t *src, int32_t *dst, const PeriodicMap &map, bool stream);
 
 const nearest_rows &nearest_c_rows();
 const nearest_rows &nearest_sse41_rows();  // needs SSE4.1

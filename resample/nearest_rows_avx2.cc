@@ -138,13 +138,54 @@ void max_row_i32_avx2(const int32_t *src, size_t stride, uint32_t row_count, int
     max_row_vec<Avx2>(src, stride, row_count, dst, count, ratio, src_count);
 }
 
+// One eight-sample window and one permutation per eight destination columns.
+inline __m256i periodic_block(const int32_t *src, const PeriodicMap &map, __m256i offset, uint32_t b) {
+    return _mm256_permutevar8x32_epi32(
+        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(src + size_t(b) * map.advance)), offset);
+}
+
+void periodic_row_x32_avx2(const int32_t *src, int32_t *dst, const PeriodicMap &map, bool stream) {
+    const __m256i offset = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(map.offset));
+    const uint32_t n = map.blocks;
+    const uintptr_t addr = reinterpret_cast<uintptr_t>(dst);
+    if (!stream || n < 2 || (addr & 3) != 0) {
+        for (uint32_t b = 0; b < n; ++b)
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + 8 * size_t(b)), periodic_block(src, map, offset, b));
+        return;
+    }
+    // Streaming stores go to 32-byte boundaries: the first `lead` samples lie before the first one, and
+    // aligned vector k holds samples lead + 8k .. lead + 8k + 7, lanes lead .. 7 of block k and lanes
+    // 0 .. lead - 1 of block k + 1. The lead samples and the rest of the last block are stored plainly
+    // (masked), so that no sample is written twice.
+    const uint32_t lead = uint32_t((32 - (addr & 31)) & 31) / 4;
+    if (lead == 0) {
+        for (uint32_t b = 0; b < n; ++b)
+            _mm256_stream_si256(reinterpret_cast<__m256i *>(dst + 8 * size_t(b)), periodic_block(src, map, offset, b));
+        return;
+    }
+    const __m256i shifted = _mm256_add_epi32(Avx2::iota(), _mm256_set1_epi32(int32_t(lead)));
+    const __m256i rotate = _mm256_and_si256(shifted, _mm256_set1_epi32(7));
+    const __m256i from_next = _mm256_cmpgt_epi32(shifted, _mm256_set1_epi32(7));
+    const __m256i before_lead = _mm256_cmpgt_epi32(_mm256_set1_epi32(int32_t(lead)), Avx2::iota());
+    __m256i cur = periodic_block(src, map, offset, 0);
+    _mm256_maskstore_epi32(dst, before_lead, cur);
+    for (uint32_t k = 0; k + 1 < n; ++k) {
+        const __m256i next = periodic_block(src, map, offset, k + 1);
+        const __m256i v = _mm256_blendv_epi8(_mm256_permutevar8x32_epi32(cur, rotate),
+                                             _mm256_permutevar8x32_epi32(next, rotate), from_next);
+        _mm256_stream_si256(reinterpret_cast<__m256i *>(dst + lead + 8 * size_t(k)), v);
+        cur = next;
+    }
+    _mm256_maskstore_epi32(dst + 8 * size_t(n - 1), _mm256_xor_si256(before_lead, _mm256_set1_epi32(-1)), cur);
+}
+
 }  // namespace
 
 const nearest_rows &nearest_avx2_rows() {
     // 16-byte pixels are one vector move each already: the scalar row serves.
     static const nearest_rows rows = {step_row_x32_avx2, step_row_x64_avx2, step_row_x128_c,
                                       pick_row_u16_avx2, pick_row_i32_avx2, max_row_i32_avx2,
-                                      take_row_u16_avx2, take_row_i32_avx2};
+                                      take_row_u16_avx2, take_row_i32_avx2, periodic_row_x32_avx2};
     return rows;
 }
 

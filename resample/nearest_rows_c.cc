@@ -71,9 +71,15 @@ void take_row_i32_c(const int32_t *src, const int32_t *idx, int32_t *dst, uint32
     for (uint32_t i = begin; i < end; ++i) dst[i] = src[idx[i]];
 }
 
+void periodic_row_x32_c(const int32_t *src, int32_t *dst, const PeriodicMap &map, bool) {
+    for (uint32_t b = 0; b < map.blocks; ++b)
+        for (uint32_t l = 0; l < 8; ++l) dst[8 * size_t(b) + l] = src[size_t(b) * map.advance + map.offset[l]];
+}
+
 const nearest_rows &nearest_c_rows() {
     static const nearest_rows rows = {step_row_x32_c, step_row_x64_c, step_row_x128_c, pick_row_u16_c,
-                                      pick_row_i32_c, max_row_i32_c,  take_row_u16_c,  take_row_i32_c};
+                                      pick_row_i32_c, max_row_i32_c,  take_row_u16_c,  take_row_i32_c,
+                                      periodic_row_x32_c};
     return rows;
 }
 

@@ -82,6 +82,33 @@ void take_row_i32_sse41(const int32_t *src, const int32_t *idx, int32_t *dst, ui
     take_row_i32_c(src, idx, dst, i, end, src_count);
 }
 
+// The eight-sample window of each period as two 4-sample halves: every destination lane takes its
+// sample by byte shuffle from the lower or the upper half. Streaming stores need a 16-byte aligned
+// destination; others store plainly.
+void periodic_row_x32_sse41(const int32_t *src, int32_t *dst, const PeriodicMap &map, bool stream) {
+    stream = stream && (reinterpret_cast<uintptr_t>(dst) & 15) == 0;
+    __m128i ctrl[2], upper[2];
+    for (int h = 0; h < 2; ++h) {
+        const __m128i off = _mm_loadu_si128(reinterpret_cast<const __m128i *>(map.offset + 4 * h));
+        const __m128i within = _mm_and_si128(off, _mm_set1_epi32(3));
+        ctrl[h] = _mm_add_epi32(_mm_mullo_epi32(within, _mm_set1_epi32(0x04040404)), _mm_set1_epi32(0x03020100));
+        upper[h] = _mm_cmpgt_epi32(off, _mm_set1_epi32(3));
+    }
+    const int32_t *s = src;
+    for (uint32_t b = 0; b < map.blocks; ++b, s += map.advance) {
+        const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s));
+        const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 4));
+        for (int h = 0; h < 2; ++h) {
+            __m128i *d = reinterpret_cast<__m128i *>(dst + 8 * size_t(b) + 4 * h);
+            const __m128i v = _mm_blendv_epi8(_mm_shuffle_epi8(lo, ctrl[h]), _mm_shuffle_epi8(hi, ctrl[h]), upper[h]);
+            if (stream)
+                _mm_stream_si128(d, v);
+            else
+                _mm_storeu_si128(d, v);
+        }
+    }
+}
+
 }  // namespace
 
 const nearest_rows &nearest_sse41_rows() {
@@ -89,7 +116,7 @@ const nearest_rows &nearest_sse41_rows() {
     // 16-bit samples by index are single loads already: the scalar row serves.
     static const nearest_rows rows = {step_row_x32_sse41, step_row_x64_c,     step_row_x128_c,
                                       pick_row_u16_sse41, pick_row_i32_sse41, max_row_i32_sse41,
-                                      take_row_u16_c,     take_row_i32_sse41};
+                                      take_row_u16_c,     take_row_i32_sse41, periodic_row_x32_sse41};
     return rows;
 }
 

@@ -46,6 +46,17 @@ std::vector<AreaCase> area_cases() {
     cases.push_back({8 * 33, 32 * 3, 33, 3, false, {}, 16, 16});
     cases.push_back({9 * 33, 32 * 3, 33, 3, false, {}, 16, 16});
     cases.push_back({3 * 4000, 6, 4000, 3, false, {}, 8, 8});  // several chunks of column sums
+    // Footprints of 2 and 4 columns (summed eight destination columns at a time): widths with and
+    // without tails, whole and fractional row footprints, spans of exactly 256 samples and past them.
+    for (uint16_t k : {2, 4})
+        for (uint16_t dw : {3, 7, 8, 9, 16, 17, 33})
+            for (uint16_t fy : {2, 3, 5})
+                cases.push_back({uint16_t(dw * k), uint16_t(3 * fy + (fy == 5 ? 1 : 0)), dw, 3, false, {}, 10, 10});
+    cases.push_back({4 * 24, 64 * 3, 24, 3, false, {}, 16, 16});
+    cases.push_back({4 * 24, 65 * 3, 24, 3, false, {}, 16, 16});
+    cases.push_back({2 * 40, 128 * 3, 40, 3, false, {}, 16, 0});
+    cases.push_back({64, 20, 8, 4, true, {5, 2, 32, 16}, 8, 10});   // crop: rows longer than the rectangle
+    cases.push_back({50, 12, 9, 3, true, {32, 6, 18, 6}, 10, 12});  // crop ending at the row end
     // Crops: at the right edge (reads end at the row end), in the middle, and as wide as the destination.
     cases.push_back({64, 20, 9, 4, true, {23, 3, 41, 17}, 8, 10});
     cases.push_back({64, 20, 9, 4, true, {5, 1, 30, 9}, 8, 10});

@@ -25,6 +25,11 @@ std::vector<Size4> nearest_sizes() {
         sizes.push_back({2, 2, dw * 40 + 3, 3});   // extreme enlargement: positions step past the source
         sizes.push_back({dw * 300 + 7, 3, dw + 1, 2});  // extreme reduction
     }
+    // Whole-number enlargements (and the same size) map their columns periodically, eight at a time;
+    // widths that end a period short of the row end, exactly at it, and with tails.
+    for (uint32_t k : {1u, 2u, 4u, 8u, 3u})
+        for (uint32_t sw : {2u, 4u, 5u, 8u, 9u, 16u, 17u, 61u})
+            if (sw * k <= 600) sizes.push_back({sw, 3, sw * k, 3 * k});
     sizes.push_back({1920 / 8, 1080 / 8, 3840 / 8, 2160 / 8});
     sizes.push_back({4032 / 8, 3024 / 8, 1920 / 8, 1080 / 8});
     sizes.push_back({65535, 2, 9, 2});
@@ -120,6 +125,53 @@ TEST(NearestSimd, FootprintRowsMatchScalar) {
                                                                           uint16_t(s.sh), uint16_t(s.dw),
                                                                           uint16_t(s.dh), use_max, rows);
                                   });
+        }
+    }
+}
+
+// Calls large enough to stream their destination: whole-number enlargements with rows of an odd
+// number of samples, so that destination rows start at every 4-byte offset of a 32-byte boundary.
+TEST(NearestSimd, StreamedEnlargementsMatchScalar) {
+    if (!cpu_has_sse41()) GTEST_SKIP() << "no SSE4.1 on this CPU";
+    test::Rng rng(14);
+    for (const Size4 &s : {Size4{1023, 1100, 2046, 2200}, Size4{1023, 600, 4092, 1200}}) {
+        test::Guarded<int32_t> src(size_t(s.sw) * s.sh);
+        fill_random(src, rng);
+        compare_rows<int32_t>("interleaved x1", s, size_t(s.dw) * s.dh, [&](int32_t *dst, const nearest_rows &rows) {
+            return nearest_scale_interleaved_int32_impl(src.data(), s.sw, s.sh, 1, dst, s.dw, s.dh, rows);
+        });
+        compare_rows<int32_t>("footprint int32", s, size_t(s.dw) * s.dh, [&](int32_t *dst, const nearest_rows &rows) {
+            return downscale_nearest_int32_impl(src.data(), dst, uint16_t(s.sw), uint16_t(s.sh), uint16_t(s.dw),
+                                                uint16_t(s.dh), 0, rows);
+        });
+    }
+}
+
+// The periodic row with streaming stores writes around 32- and 16-byte boundaries: destinations at
+// every 4-byte offset, against the scalar row (which stores plainly), nothing written outside.
+TEST(NearestSimd, StreamingPeriodicRowsMatchScalar) {
+    if (!cpu_has_sse41()) GTEST_SKIP() << "no SSE4.1 on this CPU";
+    test::Rng rng(13);
+    const PeriodicMap maps[] = {
+        {{0, 0, 1, 1, 2, 2, 3, 3}, 4, 37},  {{0, 1, 2, 3, 4, 5, 6, 7}, 8, 20}, {{0, 0, 0, 0, 1, 1, 1, 1}, 2, 9},
+        {{0, 0, 0, 0, 0, 0, 0, 0}, 1, 3},   {{1, 2, 2, 4, 5, 6, 7, 7}, 5, 2},  {{0, 0, 1, 1, 2, 2, 3, 3}, 4, 1},
+        {{3, 3, 3, 3, 3, 3, 3, 3}, 0, 17},
+    };
+    for (const PeriodicMap &map : maps) {
+        const size_t count = 8 * size_t(map.blocks);
+        test::Guarded<int32_t> src(size_t(map.blocks - 1) * map.advance + 8);
+        fill_random(src, rng);
+        for (uint32_t shift = 0; shift < 8; ++shift) {
+            test::Guarded<int32_t> ref(count + 7), opt(count + 7);  // shift 7 ends at the guard page
+            ref.fill_bytes(2);
+            periodic_row_x32_c(src.data(), ref.data() + shift, map, false);
+            for (const auto &isa : test::supported_rows(nearest_sse41_rows, nearest_avx2_rows))
+                for (const bool stream : {false, true}) {
+                    opt.fill_bytes(2);
+                    isa.rows->periodic_x32(src.data(), opt.data() + shift, map, stream);
+                    EXPECT_EQ(test::differing_bytes(ref, opt), 0u) << isa.name << " stream " << stream << " shift "
+                                                                   << shift << " blocks " << map.blocks;
+                }
         }
     }
 }
