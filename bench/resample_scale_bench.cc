@@ -3,7 +3,8 @@
 // round times each contender once, in turn (interleaved), and the table reports medians of the thread's
 // CPU time, the ratio of ours to the best peer, and ours against a memcpy of the destination bytes.
 //
-//   oz_bench_resample_scale_bench [rounds]      the interleaved table (default 15 rounds)
+//   oz_bench_resample_scale_bench [rounds] [filter]  the interleaved table (default 15 rounds), of the
+//                                                    cases whose name contains filter (default all)
 //   oz_bench_resample_scale_bench --gbench ...  the same contenders as Google Benchmark cases
 //
 // The peers' semantics differ (pixel-centre mapping, their own rounding and borders): the comparison
@@ -261,9 +262,13 @@ double median(std::vector<double> v) {
     return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
 }
 
-int run_table(int rounds) {
+int run_table(int rounds, const char *filter) {
     Buffers buf;
     std::vector<Case> cases = all_cases(buf);
+    if (filter != nullptr)
+        cases.erase(std::remove_if(cases.begin(), cases.end(),
+                                   [&](const Case &c) { return c.name.find(filter) == std::string::npos; }),
+                    cases.end());
     std::printf("%-44s %9s %9s %-32s %7s %9s %8s\n", "case", "ours ms", "peer ms", "best peer", "ratio", "memcpy ms",
                 "/memcpy");
     for (Case &c : cases) {
@@ -317,5 +322,5 @@ int main(int argc, char **argv) {
         benchmark::RunSpecifiedBenchmarks();
         return 0;
     }
-    return run_table(argc > 1 ? std::max(1, std::atoi(argv[1])) : 15);
+    return run_table(argc > 1 ? std::max(1, std::atoi(argv[1])) : 15, argc > 2 ? argv[2] : nullptr);
 }
