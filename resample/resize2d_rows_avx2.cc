@@ -197,9 +197,11 @@ void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, 
 
 // Writer of the grouped vertical rows, which produce a row's bytes 32 at a time from its start. With
 // streaming asked and the row start 32-byte aligned, every vector is streamed; with the start 16 bytes
-// past such an address (the alignment of most heap blocks), the first 16 bytes are stored plainly and
-// every aligned 32 bytes after them, the upper half of one vector and the lower half of the next, are
-// streamed; otherwise (or without streaming) the stores are plain.
+// past such an address (the alignment of most heap blocks), the first 16 bytes and then every aligned
+// 32 bytes, the upper half of one vector and the lower half of the next, are streamed; otherwise (or
+// without streaming) the stores are plain. A row is written from its start to its end before the next,
+// so that a line shared by the end of one row and the start of the next is completed at once: plain
+// stores into a line being streamed, or a line streamed in two separate parts, cost a flush each.
 class RowWriter {
   public:
     RowWriter(void *row, bool stream) : row_(static_cast<uint8_t *>(row)) {
@@ -214,7 +216,7 @@ class RowWriter {
             _mm256_stream_si256(reinterpret_cast<__m256i *>(row_ + offset), v);
         } else {
             if (offset == 0)
-                _mm_storeu_si128(reinterpret_cast<__m128i *>(row_), _mm256_castsi256_si128(v));
+                _mm_stream_si128(reinterpret_cast<__m128i *>(row_), _mm256_castsi256_si128(v));
             else
                 _mm256_stream_si256(reinterpret_cast<__m256i *>(row_ + offset - 16),
                                     _mm256_permute2x128_si256(prev_, v, 0x21));
