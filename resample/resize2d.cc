@@ -66,6 +66,9 @@ class Workspace {
 // an 8 MB destination: about a third faster than stores that first read every line into the caches).
 constexpr size_t kStreamDstBytes = size_t(4) << 20;
 
+// Columns of a horizontal row computed between two pieces of prefetching.
+constexpr uint32_t kPrefetchColumns = 256;
+
 // Prefetches the samples [0, count) of a source row that the next destination row reads.
 template <class T>
 inline void prefetch_row(const T *row, size_t count) {
@@ -351,25 +354,40 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
             const uint16_t y1 = y0 < src_height - 1 ? uint16_t(y0 + 1) : y0;
             const float fy = y - float(y0);
             const float gy = 1.0f - fy;
+            // Source rows of the next destination row that this one leaves unread: asked for piece by
+            // piece while this row's horizontal rows are computed (reductions read new rows for every
+            // destination row, from memory), or at once when it computes none.
+            uint32_t ahead[2];
+            int aheads = 0;
+            if (j + 1 < dst_height) {
+                const uint16_t next = uint16_t(uint32_t(float(j + 1) * ry));
+                for (uint32_t r = next; r <= uint32_t(next) + 1 && r < uint32_t(src_height); ++r)
+                    if (r != y0 && r != y1) ahead[aheads++] = r;
+            }
+            const auto horizontal = [&](uint16_t row, int slot) {
+                for (uint32_t begin = 0; begin < n; begin += kPrefetchColumns) {
+                    const uint32_t end = n - begin < kPrefetchColumns ? n : begin + kPrefetchColumns;
+                    rows.h_f32(src + size_t(row) * sw, x0, x1, fx, gx, begin, end, sw, a[slot], b[slot]);
+                    for (int k = 0; k < aheads; ++k)
+                        prefetch_row(src + size_t(ahead[k]) * sw + x0[begin], uint32_t(x1[end - 1]) + 1 - uint32_t(x0[begin]));
+                }
+                aheads = 0;  // asked for once
+            };
             // Slots of y0 and y1 (the same row at the bottom edge).
             int s0 = cache.find(y0);
             int s1 = cache.find(y1);
             if (s0 < 0) {
                 s0 = s1 == 0 ? 1 : 0;
-                rows.h_f32(src + size_t(y0) * sw, x0, x1, fx, gx, 0, n, sw, a[s0], b[s0]);
+                horizontal(y0, s0);
                 cache.held[s0] = y0;
                 if (y1 == y0) s1 = s0;
             }
             if (s1 < 0) {
                 s1 = 1 - s0;
-                rows.h_f32(src + size_t(y1) * sw, x0, x1, fx, gx, 0, n, sw, a[s1], b[s1]);
+                horizontal(y1, s1);
                 cache.held[s1] = y1;
             }
-            if (j + 1 < dst_height) {
-                const uint16_t next = uint16_t(uint32_t(float(j + 1) * ry));
-                for (uint32_t r = next; r <= uint32_t(next) + 1 && r < uint32_t(src_height); ++r)
-                    if (cache.find(r) < 0) prefetch_row(src + size_t(r) * sw + first_col, cols);
-            }
+            for (int k = 0; k < aheads; ++k) prefetch_row(src + size_t(ahead[k]) * sw + first_col, cols);
             v_row(a[s0], b[s0], a[s1], b[s1], fy, gy, 0, n, dst + size_t(j) * dw + strip);
         }
     }
