@@ -272,7 +272,7 @@ void v_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t w
 // the pair gives h - 2^23 exactly, and e = h + 128 adds 2^23 + 128.
 struct alignas(32) U16GroupedVecs {
     __m256i ctrl[2];  // even columns, odd columns
-    __m256i w[2];
+    __m128i w[2];     // the weights as bytes, widened to 16 bits when used
 };
 
 bool plan_u16_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
@@ -282,7 +282,7 @@ bool plan_u16_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, u
     int32_t *bases = reinterpret_cast<int32_t *>(v + groups);
     for (uint32_t q = 0; q < groups; ++q) {
         alignas(32) uint8_t ctrl[2][32];
-        alignas(32) int16_t w[2][16];
+        alignas(32) uint8_t w[2][16];
         for (uint32_t half = 0; half < 2; ++half) {
             // Columns 8 half .. 8 half + 7 of the group, ascending.
             const uint32_t first = kGroupU16 * q + 8 * half;
@@ -295,17 +295,20 @@ bool plan_u16_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, u
                 // Column 8 half + l sits in the even (l even) or odd vector, at lane 4 half + l / 2.
                 const uint32_t vec = l & 1, lane = 4 * half + l / 2;
                 uint8_t *cb = ctrl[vec] + 4 * lane;
-                cb[0] = uint8_t(2 * d);
-                cb[1] = uint8_t(2 * d + 1);
-                cb[2] = uint8_t(2 * d + 2);
-                cb[3] = uint8_t(2 * d + 3);
-                w[vec][2 * lane] = int16_t(w01[c] & 0xFFFF);
-                w[vec][2 * lane + 1] = int16_t(w01[c] >> 16);
+                const uint32_t w0 = w01[c] & 0xFFFF, w1 = w01[c] >> 16;
+                // A weight of 256 does not fit a byte: its sample takes both places, weighted 128 each.
+                const uint32_t s0 = w1 == 256 ? d + 1 : d, s1 = w0 == 256 ? d : d + 1;
+                cb[0] = uint8_t(2 * s0);
+                cb[1] = uint8_t(2 * s0 + 1);
+                cb[2] = uint8_t(2 * s1);
+                cb[3] = uint8_t(2 * s1 + 1);
+                w[vec][2 * lane] = uint8_t(w0 == 256 || w1 == 256 ? 128 : w0);
+                w[vec][2 * lane + 1] = uint8_t(w0 == 256 || w1 == 256 ? 128 : w1);
             }
         }
         for (uint32_t k = 0; k < 2; ++k) {
             v[q].ctrl[k] = _mm256_load_si256(reinterpret_cast<const __m256i *>(ctrl[k]));
-            v[q].w[k] = _mm256_load_si256(reinterpret_cast<const __m256i *>(w[k]));
+            v[q].w[k] = _mm_load_si128(reinterpret_cast<const __m128i *>(w[k]));
         }
     }
     return true;
@@ -324,8 +327,10 @@ void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx
                 _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q]))),
                 _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q + 1])), 1),
             flip);
-        const __m256i even = _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[0]), v[q].w[0]);
-        const __m256i odd = _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[1]), v[q].w[1]);
+        const __m256i even =
+            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[0]), _mm256_cvtepu8_epi16(v[q].w[0]));
+        const __m256i odd =
+            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[1]), _mm256_cvtepu8_epi16(v[q].w[1]));
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q), _mm256_add_epi32(even, bias));
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q + 8), _mm256_add_epi32(odd, bias));
     }

@@ -171,7 +171,8 @@ TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
         if (isa.rows->plan_u8_grouped != nullptr) sets.push_back(isa.rows);
     if (sets.empty()) GTEST_SKIP() << "no grouped rows on this CPU";
     test::Rng rng(24);
-    const uint32_t shapes[][2] = {{16, 32}, {20, 33}, {33, 64}, {48, 95}, {64, 128}, {90, 160}, {200, 113}, {97, 97}};
+    const uint32_t shapes[][2] = {{16, 32}, {20, 33}, {33, 64}, {33, 65}, {48, 95}, {64, 128}, {90, 160}, {200, 113},
+                                  {97, 97}};  // 33 -> 65: every other column on the grid (a weight of 256)
     const uint32_t weights[][2] = {{256, 0}, {0, 256}, {128, 128}, {1, 255}, {255, 1}, {77, 179}};
     for (const resize2d_rows *rows : sets) {
         for (const auto &shape : shapes) {
