@@ -3,6 +3,8 @@
 // their order (no fused multiply-add). Horizontal rows fetch their sample pairs with gathers that read
 // exactly the two samples (16- and 32-bit) or four bytes from kx (8-bit: groups that would read past
 // the row are left to the scalar row).
+#include <cstring>
+
 #include "resample/resize2d_rows.h"
 #include "resample/simd_avx2.h"
 
@@ -184,9 +186,11 @@ void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, 
     const __m256i flip = _mm256_set1_epi8(int8_t(0x80)), bias = _mm256_set1_epi16(128);
     for (uint32_t q = 0; q < vecs; ++q) {
         // SAFETY: every window start is at most src_count - 16 (checked by the plan).
+        uint64_t pair;  // both window starts in one load
+        std::memcpy(&pair, bases + 2 * q, sizeof(pair));
         const __m256i window = _mm256_inserti128_si256(
-            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q]))),
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q + 1])), 1);
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1);
         const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), v[q].ctrl);
         // h - 32768 + 128 = g.
         const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(v[q].w, pairs), bias);
@@ -322,10 +326,12 @@ void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx
     const __m256i flip = _mm256_set1_epi16(int16_t(0x8000)), bias = _mm256_set1_epi32((1 << 23) + 128);
     for (uint32_t q = 0; q < groups; ++q) {
         // SAFETY: every window start is at most src_count - 8 (checked by the plan).
+        uint64_t pair;  // both window starts in one load
+        std::memcpy(&pair, bases + 2 * q, sizeof(pair));
         const __m256i window = _mm256_xor_si256(
             _mm256_inserti128_si256(
-                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q]))),
-                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + bases[2 * q + 1])), 1),
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1),
             flip);
         const __m256i even =
             _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[0]), _mm256_cvtepu8_epi16(v[q].w[0]));
