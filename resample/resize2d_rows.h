@@ -52,6 +52,43 @@ using plan_u8_fn = bool (*)(const int32_t *kx, const uint32_t *w01, uint32_t n, 
 using h_u8_plan_fn = void (*)(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
                               uint32_t src_count, uint16_t *h);
 
+// Grouped rows, for calls whose every destination column reads its pair from a short window of the
+// source row (enlargements and mild reductions). The horizontal rows are stored in a column order
+// chosen so that the vertical row's arithmetic leaves its results in destination order: full groups
+// of kGroupU8 (8-bit) or kGroupU16 (16-bit) columns are stored in the order of u8_group_column /
+// u16_group_column, and the columns after the last full group in their own order. The stored values
+// carry the bias that makes the vertical rounding a plain shift:
+//   8-bit:  g = h - 32640 (signed 16-bit), dst = ((g0 + 32640) * wy0 + (g1 + 32640) * wy1 + 32768) >> 16;
+//   16-bit: e = h + 128 (unsigned 32-bit), dst = (e0 * wy0 + e1 * wy1) >> 16, where the sum is
+//           h0 * wy0 + h1 * wy1 + 128 * 256 and so the definition's sum plus its half.
+// plan_* turns the column tables of n columns into the plan the vector row reads (kPlanU8Bytes or
+// kPlanU16Bytes a column) and returns false when some window does not fit; the ungrouped rows then
+// serve the call. The h rows take all n columns from slot 0; the v rows write dst[0, n).
+inline constexpr uint32_t kGroupU8 = 32;
+inline constexpr uint32_t kGroupU16 = 16;
+inline constexpr size_t kPlanU16Bytes = 9;
+inline uint32_t u8_group_column(uint32_t slot, uint32_t n) {
+    // Each 16-slot half holds two 8-column blocks, evens first then odds, so that interleaving two
+    // rows half by half and keeping the upper 16 bits of the weighted pairs returns the columns in order.
+    static constexpr uint8_t kOrder[kGroupU8] = {0,  2,  4,  6,  1,  3,  5,  7,  16, 18, 20, 22, 17, 19, 21, 23,
+                                                 8,  10, 12, 14, 9,  11, 13, 15, 24, 26, 28, 30, 25, 27, 29, 31};
+    return slot < n / kGroupU8 * kGroupU8 ? slot / kGroupU8 * kGroupU8 + kOrder[slot % kGroupU8] : slot;
+}
+inline uint32_t u16_group_column(uint32_t slot, uint32_t n) {
+    // The even columns of the group, then the odd ones.
+    if (slot >= n / kGroupU16 * kGroupU16) return slot;
+    const uint32_t r = slot % kGroupU16;
+    return slot / kGroupU16 * kGroupU16 + (r < 8 ? 2 * r : 2 * (r - 8) + 1);
+}
+using h_u8_grouped_fn = void (*)(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01,
+                                 uint32_t n, uint32_t src_count, int16_t *g);
+using v_u8_grouped_fn = void (*)(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t n,
+                                 uint8_t *dst);
+using h_u16_grouped_fn = void (*)(const uint16_t *src, const void *plan, const int32_t *kx, const uint32_t *w01,
+                                  uint32_t n, uint32_t src_count, uint32_t *e);
+using v_u16_grouped_fn = void (*)(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint32_t wy1, uint32_t n,
+                                  uint16_t *dst);
+
 struct resize2d_rows {
     h_u8_fn h_u8;
     h_u16_fn h_u16;
@@ -73,6 +110,15 @@ struct resize2d_rows {
     // Prepared 8-bit horizontal rows, or both null.
     plan_u8_fn plan_u8;
     h_u8_plan_fn h_u8_plan;
+    // Grouped rows (the vertical ones also streaming), or all null.
+    plan_u8_fn plan_u8_grouped;
+    h_u8_grouped_fn h_u8_grouped;
+    v_u8_grouped_fn v_u8_grouped;
+    v_u8_grouped_fn v_u8_grouped_stream;
+    plan_u8_fn plan_u16_grouped;
+    h_u16_grouped_fn h_u16_grouped;
+    v_u16_grouped_fn v_u16_grouped;
+    v_u16_grouped_fn v_u16_grouped_stream;
 };
 
 // Scalar definitions (also the tails of the vector rows).
@@ -96,6 +142,17 @@ void h_row_f32_c(const float *src, const int32_t *x0, const int32_t *x1, const f
                  uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b);
 void v_row_f32_c(const float *a0, const float *b0, const float *a1, const float *b1, float fy, float gy,
                  uint32_t begin, uint32_t end, float *dst);
+
+// Scalar grouped rows for slots [begin, end) of n (the tails of the vector rows, and their definition
+// in the tests).
+void h_u8_grouped_c(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                    uint32_t n, int16_t *g);
+void v_u8_grouped_c(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                    uint32_t end, uint32_t n, uint8_t *dst);
+void h_u16_grouped_c(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                     uint32_t n, uint32_t *e);
+void v_u16_grouped_c(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                     uint32_t end, uint32_t n, uint16_t *dst);
 
 const resize2d_rows &resize2d_c_rows();
 const resize2d_rows &resize2d_sse41_rows();  // needs SSE4.1

@@ -3,6 +3,8 @@
 // their order (no fused multiply-add). Horizontal rows fetch their sample pairs with gathers that read
 // exactly the two samples (16- and 32-bit) or four bytes from kx (8-bit: groups that would read past
 // the row are left to the scalar row).
+#include <cstring>
+
 #include "resample/resize2d_rows.h"
 #include "resample/simd_avx2.h"
 
@@ -122,6 +124,243 @@ void h_row_u8_plan_avx2(const uint8_t *src, const void *plan, const int32_t *kx,
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(h + i), sum);
     }
     h_row_u8_c(src, kx, w01, i, n, src_count, h);
+}
+
+// Grouped 8-bit rows. Plan: for every 16 slots a byte shuffle control and the weights, then the two
+// window starts (one per 128-bit half). A half serves 8 consecutive columns from 16 bytes of the
+// source row: the control picks (s[kx], s[kx + 1]) as adjacent bytes and the unsigned byte weights
+// (wx0, wx1) multiply them, with the samples biased to signed bytes (s - 128): the pair's sum is
+// h - 128 * 256 = h - 32768, within signed 16 bits, so the saturating multiply-add is exact. A weight
+// of 256 (the other one 0) does not fit a byte: the sample takes both bytes with weights 128 and 128.
+struct alignas(32) U8GroupedVec {
+    __m256i ctrl;
+    __m256i w;
+};
+
+bool plan_u8_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
+    if (src_count < 16 || n < kGroupU8) return false;
+    const uint32_t vecs = n / kGroupU8 * 2;
+    U8GroupedVec *v = static_cast<U8GroupedVec *>(plan);
+    int32_t *bases = reinterpret_cast<int32_t *>(v + vecs);
+    for (uint32_t q = 0; q < vecs; ++q) {
+        alignas(32) uint8_t ctrl[32], w[32];
+        for (uint32_t half = 0; half < 2; ++half) {
+            const uint32_t first = 16 * q + 8 * half;
+            // The half's columns are consecutive; the window starts at the first one's pair, or earlier
+            // near the row end, so that its 16 bytes stay inside the row.
+            uint32_t lo = UINT32_MAX, hi = 0;
+            for (uint32_t l = 0; l < 8; ++l) {
+                const uint32_t c = u8_group_column(first + l, n);
+                lo = uint32_t(kx[c]) < lo ? uint32_t(kx[c]) : lo;
+                hi = uint32_t(kx[c]) + 1 > hi ? uint32_t(kx[c]) + 1 : hi;
+            }
+            const uint32_t base = lo + 16 <= src_count ? lo : src_count - 16;
+            if (hi - base > 15) return false;
+            bases[2 * q + half] = int32_t(base);
+            for (uint32_t l = 0; l < 8; ++l) {
+                const uint32_t c = u8_group_column(first + l, n);
+                const uint32_t d = uint32_t(kx[c]) - base, w0 = w01[c] & 0xFFFF, w1 = w01[c] >> 16;
+                uint8_t *cb = ctrl + 16 * half + 2 * l, *wb = w + 16 * half + 2 * l;
+                if (w0 == 256 || w1 == 256) {
+                    cb[0] = cb[1] = uint8_t(w0 == 256 ? d : d + 1);
+                    wb[0] = wb[1] = 128;
+                } else {
+                    cb[0] = uint8_t(d);
+                    cb[1] = uint8_t(d + 1);
+                    wb[0] = uint8_t(w0);
+                    wb[1] = uint8_t(w1);
+                }
+            }
+        }
+        v[q].ctrl = _mm256_load_si256(reinterpret_cast<const __m256i *>(ctrl));
+        v[q].w = _mm256_load_si256(reinterpret_cast<const __m256i *>(w));
+    }
+    return true;
+}
+
+void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                       uint32_t, int16_t *g) {
+    const uint32_t vecs = n / kGroupU8 * 2;
+    const U8GroupedVec *v = static_cast<const U8GroupedVec *>(plan);
+    const int32_t *bases = reinterpret_cast<const int32_t *>(v + vecs);
+    const __m256i flip = _mm256_set1_epi8(int8_t(0x80)), bias = _mm256_set1_epi16(128);
+    for (uint32_t q = 0; q < vecs; ++q) {
+        // SAFETY: every window start is at most src_count - 16 (checked by the plan).
+        uint64_t pair;  // both window starts in one load
+        std::memcpy(&pair, bases + 2 * q, sizeof(pair));
+        const __m256i window = _mm256_inserti128_si256(
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1);
+        const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), v[q].ctrl);
+        // h - 32768 + 128 = g.
+        const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(v[q].w, pairs), bias);
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(g + 16 * q), sum);
+    }
+    h_u8_grouped_c(src, kx, w01, 16 * vecs, n, n, g);
+}
+
+// Writer of the grouped vertical rows, which produce a row's bytes 32 at a time from its start. With
+// streaming asked and the row start 32-byte aligned, every vector is streamed; with the start 16 bytes
+// past such an address (the alignment of most heap blocks), the first 16 bytes and then every aligned
+// 32 bytes, the upper half of one vector and the lower half of the next, are streamed; otherwise (or
+// without streaming) the stores are plain. A row is written from its start to its end before the next,
+// so that a line shared by the end of one row and the start of the next is completed at once: plain
+// stores into a line being streamed, or a line streamed in two separate parts, cost a flush each.
+class RowWriter {
+  public:
+    RowWriter(void *row, bool stream) : row_(static_cast<uint8_t *>(row)) {
+        const uintptr_t misalign = reinterpret_cast<uintptr_t>(row) & 31;
+        mode_ = !stream ? kPlain : misalign == 0 ? kAligned : misalign == 16 ? kHalf : kPlain;
+    }
+    // The vector of bytes [offset, offset + 32); offsets ascend from 0 in steps of 32.
+    void put(size_t offset, __m256i v) {
+        if (mode_ == kPlain) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(row_ + offset), v);
+        } else if (mode_ == kAligned) {
+            _mm256_stream_si256(reinterpret_cast<__m256i *>(row_ + offset), v);
+        } else {
+            if (offset == 0)
+                _mm_stream_si128(reinterpret_cast<__m128i *>(row_), _mm256_castsi256_si128(v));
+            else
+                _mm256_stream_si256(reinterpret_cast<__m256i *>(row_ + offset - 16),
+                                    _mm256_permute2x128_si256(prev_, v, 0x21));
+            prev_ = v;
+            end_ = offset + 32;
+        }
+    }
+    // Stores what is held back: the upper half of the last vector.
+    void finish() {
+        if (mode_ == kHalf && end_ > 0)
+            _mm_stream_si128(reinterpret_cast<__m128i *>(row_ + end_ - 16), _mm256_extracti128_si256(prev_, 1));
+    }
+
+  private:
+    enum Mode { kPlain, kAligned, kHalf };
+    uint8_t *row_;
+    Mode mode_;
+    __m256i prev_ = _mm256_setzero_si256();
+    size_t end_ = 0;
+};
+
+// 32 columns: the two rows' g interleaved half by half and multiplied by (wy0, wy1) give
+// g0 wy0 + g1 wy1 = sum - 32640 * 256 = (sum + 32768) - 128 * 2^16, so the upper 16 bits of each
+// 32-bit lane hold the result minus 128, a signed byte. The stored column order puts the even columns
+// of 8 in the low and the odd ones in the high 16 bits, so a blend gathers 8 columns in order, and the
+// signed pack (exact) joins the two 16-column halves.
+template <bool kStream>
+void v_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t n, uint8_t *dst) {
+    const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
+    const __m256i flip = _mm256_set1_epi8(int8_t(0x80));
+    RowWriter out(dst, kStream);
+    const uint32_t full = n / kGroupU8 * kGroupU8;
+    for (uint32_t i = 0; i < full; i += kGroupU8) {
+        const __m256i a0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g0 + i));
+        const __m256i a1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g1 + i));
+        const __m256i b0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g0 + i + 16));
+        const __m256i b1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g1 + i + 16));
+        const __m256i ae = _mm256_madd_epi16(_mm256_unpacklo_epi16(a0, a1), w);
+        const __m256i ao = _mm256_madd_epi16(_mm256_unpackhi_epi16(a0, a1), w);
+        const __m256i be = _mm256_madd_epi16(_mm256_unpacklo_epi16(b0, b1), w);
+        const __m256i bo = _mm256_madd_epi16(_mm256_unpackhi_epi16(b0, b1), w);
+        const __m256i a = _mm256_blend_epi16(_mm256_srli_epi32(ae, 16), ao, 0xAA);
+        const __m256i b = _mm256_blend_epi16(_mm256_srli_epi32(be, 16), bo, 0xAA);
+        out.put(i, _mm256_xor_si256(_mm256_packs_epi16(a, b), flip));
+    }
+    out.finish();
+    v_u8_grouped_c(g0, g1, wy0, wy1, full, n, n, dst);
+}
+
+// Grouped 16-bit rows. Plan: for every 16 columns the byte shuffle controls and the (wx0, wx1) weights
+// of the even and the odd columns, then two window starts. A 128-bit half serves 8 consecutive columns
+// from 8 samples of the source row; with the samples biased to signed (s - 32768) the multiply-add of
+// the pair gives h - 2^23 exactly, and e = h + 128 adds 2^23 + 128.
+struct alignas(32) U16GroupedVecs {
+    __m256i ctrl[2];  // even columns, odd columns
+    __m128i w[2];     // the weights as bytes, widened to 16 bits when used
+};
+
+bool plan_u16_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
+    if (src_count < 8 || n < kGroupU16) return false;
+    const uint32_t groups = n / kGroupU16;
+    U16GroupedVecs *v = static_cast<U16GroupedVecs *>(plan);
+    int32_t *bases = reinterpret_cast<int32_t *>(v + groups);
+    for (uint32_t q = 0; q < groups; ++q) {
+        alignas(32) uint8_t ctrl[2][32];
+        alignas(32) uint8_t w[2][16];
+        for (uint32_t half = 0; half < 2; ++half) {
+            // Columns 8 half .. 8 half + 7 of the group, ascending.
+            const uint32_t first = kGroupU16 * q + 8 * half;
+            const uint32_t lo = uint32_t(kx[first]), hi = uint32_t(kx[first + 7]) + 1;
+            const uint32_t base = lo + 8 <= src_count ? lo : src_count - 8;
+            if (hi - base > 7) return false;
+            bases[2 * q + half] = int32_t(base);
+            for (uint32_t l = 0; l < 8; ++l) {
+                const uint32_t c = first + l, d = uint32_t(kx[c]) - base;
+                // Column 8 half + l sits in the even (l even) or odd vector, at lane 4 half + l / 2.
+                const uint32_t vec = l & 1, lane = 4 * half + l / 2;
+                uint8_t *cb = ctrl[vec] + 4 * lane;
+                const uint32_t w0 = w01[c] & 0xFFFF, w1 = w01[c] >> 16;
+                // A weight of 256 does not fit a byte: its sample takes both places, weighted 128 each.
+                const uint32_t s0 = w1 == 256 ? d + 1 : d, s1 = w0 == 256 ? d : d + 1;
+                cb[0] = uint8_t(2 * s0);
+                cb[1] = uint8_t(2 * s0 + 1);
+                cb[2] = uint8_t(2 * s1);
+                cb[3] = uint8_t(2 * s1 + 1);
+                w[vec][2 * lane] = uint8_t(w0 == 256 || w1 == 256 ? 128 : w0);
+                w[vec][2 * lane + 1] = uint8_t(w0 == 256 || w1 == 256 ? 128 : w1);
+            }
+        }
+        for (uint32_t k = 0; k < 2; ++k) {
+            v[q].ctrl[k] = _mm256_load_si256(reinterpret_cast<const __m256i *>(ctrl[k]));
+            v[q].w[k] = _mm_load_si128(reinterpret_cast<const __m128i *>(w[k]));
+        }
+    }
+    return true;
+}
+
+void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                        uint32_t, uint32_t *e) {
+    const uint32_t groups = n / kGroupU16;
+    const U16GroupedVecs *v = static_cast<const U16GroupedVecs *>(plan);
+    const int32_t *bases = reinterpret_cast<const int32_t *>(v + groups);
+    const __m256i flip = _mm256_set1_epi16(int16_t(0x8000)), bias = _mm256_set1_epi32((1 << 23) + 128);
+    for (uint32_t q = 0; q < groups; ++q) {
+        // SAFETY: every window start is at most src_count - 8 (checked by the plan).
+        uint64_t pair;  // both window starts in one load
+        std::memcpy(&pair, bases + 2 * q, sizeof(pair));
+        const __m256i window = _mm256_xor_si256(
+            _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1),
+            flip);
+        const __m256i even =
+            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[0]), _mm256_cvtepu8_epi16(v[q].w[0]));
+        const __m256i odd =
+            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[1]), _mm256_cvtepu8_epi16(v[q].w[1]));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q), _mm256_add_epi32(even, bias));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q + 8), _mm256_add_epi32(odd, bias));
+    }
+    h_u16_grouped_c(src, kx, w01, kGroupU16 * groups, n, n, e);
+}
+
+// 16 columns: e0 wy0 + e1 wy1 modulo 2^32 is the exact sum plus its half (below 2^32), whose upper 16
+// bits are the result; the even columns' results move down and the odd ones' stay up, in order.
+template <bool kStream>
+void v_u16_grouped(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint32_t wy1, uint32_t n, uint16_t *dst) {
+    const __m256i w0 = _mm256_set1_epi32(int32_t(wy0)), w1 = _mm256_set1_epi32(int32_t(wy1));
+    RowWriter out(dst, kStream);
+    const uint32_t full = n / kGroupU16 * kGroupU16;
+    for (uint32_t i = 0; i < full; i += kGroupU16) {
+        const __m256i even = _mm256_add_epi32(
+            _mm256_mullo_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(e0 + i)), w0),
+            _mm256_mullo_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(e1 + i)), w1));
+        const __m256i odd = _mm256_add_epi32(
+            _mm256_mullo_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(e0 + i + 8)), w0),
+            _mm256_mullo_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(e1 + i + 8)), w1));
+        out.put(size_t(i) * 2, _mm256_blend_epi16(_mm256_srli_epi32(even, 16), odd, 0xAA));
+    }
+    out.finish();
+    v_u16_grouped_c(e0, e1, wy0, wy1, full, n, n, dst);
 }
 
 void h_row_u16_avx2(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
@@ -367,7 +606,10 @@ const resize2d_rows &resize2d_avx2_rows() {
                                        v_row_u8<false>,   v_row_u16<false>,   v_row_i32<false>,   v_row_u32<false>,
                                        h_row_f32_avx2,    v_row_f32<false>,   v_row_u8<true>,     v_row_u16<true>,
                                        v_row_i32<true>,   v_row_u32<true>,    v_row_f32<true>,
-                                       plan_u8_avx2,      h_row_u8_plan_avx2};
+                                       plan_u8_avx2,      h_row_u8_plan_avx2,
+                                       plan_u8_grouped_avx2, h_u8_grouped_avx2, v_u8_grouped<false>,
+                                       v_u8_grouped<true>, plan_u16_grouped_avx2, h_u16_grouped_avx2,
+                                       v_u16_grouped<false>, v_u16_grouped<true>};
     return rows;
 }
 

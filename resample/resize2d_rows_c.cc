@@ -72,10 +72,40 @@ void v_row_f32_c(const float *a0, const float *b0, const float *a1, const float 
     for (uint32_t i = begin; i < end; ++i) dst[i] = ((a0[i] * gy + b0[i] * gy) + b1[i] * fy) + a1[i] * fy;
 }
 
+void h_u8_grouped_c(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                    uint32_t n, int16_t *g) {
+    for (uint32_t slot = begin; slot < end; ++slot) {
+        const uint32_t c = u8_group_column(slot, n);
+        const uint32_t h = uint32_t(src[kx[c]]) * (w01[c] & 0xFFFF) + uint32_t(src[kx[c] + 1]) * (w01[c] >> 16);
+        g[slot] = int16_t(int32_t(h) - 32640);  // h <= 65280
+    }
+}
+void v_u8_grouped_c(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                    uint32_t end, uint32_t n, uint8_t *dst) {
+    for (uint32_t slot = begin; slot < end; ++slot) {
+        const uint32_t h0 = uint32_t(g0[slot] + 32640), h1 = uint32_t(g1[slot] + 32640);
+        dst[u8_group_column(slot, n)] = uint8_t((h1 * wy1 + h0 * wy0 + 32768u) >> 16);
+    }
+}
+void h_u16_grouped_c(const uint16_t *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
+                     uint32_t n, uint32_t *e) {
+    for (uint32_t slot = begin; slot < end; ++slot) {
+        const uint32_t c = u16_group_column(slot, n);
+        e[slot] = uint32_t(src[kx[c]]) * (w01[c] & 0xFFFF) + uint32_t(src[kx[c] + 1]) * (w01[c] >> 16) + 128;
+    }
+}
+// e0 * wy0 + e1 * wy1 = h0 * wy0 + h1 * wy1 + 32768 < 2^32.
+void v_u16_grouped_c(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint32_t wy1, uint32_t begin,
+                     uint32_t end, uint32_t n, uint16_t *dst) {
+    for (uint32_t slot = begin; slot < end; ++slot)
+        dst[u16_group_column(slot, n)] = uint16_t((e1[slot] * wy1 + e0[slot] * wy0) >> 16);
+}
+
 const resize2d_rows &resize2d_c_rows() {
     static const resize2d_rows rows = {h_row_u8_c,  h_row_u16_c, h_row_i32_c, h_row_u32_c, v_row_u8_c,
                                        v_row_u16_c, v_row_i32_c, v_row_u32_c, h_row_f32_c, v_row_f32_c,
-                                       v_row_u8_c, v_row_u16_c, v_row_i32_c, v_row_u32_c, v_row_f32_c, nullptr, nullptr};
+                                       v_row_u8_c, v_row_u16_c, v_row_i32_c, v_row_u32_c, v_row_f32_c, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
     return rows;
 }
 

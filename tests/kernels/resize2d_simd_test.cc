@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -32,6 +33,10 @@ std::vector<Size4> resize_sizes() {
     sizes.push_back({1920 / 8, 1080 / 8, 3840 / 8, 2160 / 8});
     sizes.push_back({4032 / 8, 3024 / 8, 1920 / 8, 1080 / 8});
     sizes.push_back({3000, 3, 2500, 2});  // more than one strip of destination columns
+    // Enlargements and mild reductions of a few groups of columns, with partial last groups.
+    const int32_t grouped[][2] = {{16, 32}, {17, 64}, {40, 79}, {50, 96}, {64, 97}, {60, 100}, {128, 128},
+                                  {100, 60}, {180, 100}, {3, 160}, {1919, 3839}};
+    for (const auto &g : grouped) sizes.push_back({g[0], 5, g[1], 9});
     return sizes;
 }
 
@@ -87,6 +92,8 @@ std::vector<test::IsaRows<resize2d_rows>> row_sets() {
         r.v_i32 = r.v_i32_stream;
         r.v_u32 = r.v_u32_stream;
         r.v_f32 = r.v_f32_stream;
+        r.v_u8_grouped = r.v_u8_grouped_stream;
+        r.v_u16_grouped = r.v_u16_grouped_stream;
         streaming.push_back(r);
     }
     const size_t plain = sets.size();
@@ -139,6 +146,111 @@ TEST(Resize2dSimd, FixedPointMembersMatchScalar) {
                                 [&](const uint8_t *src, uint8_t *dst, const resize2d_rows &r) {
                                     return resize_2d_uint8_impl(src, s.sw, s.sh, dst, s.dw, s.dh, 2, true, r);
                                 }, 2);
+    }
+}
+
+// The column tables of n destination columns over a source row of sw samples.
+void column_tables(uint32_t sw, uint32_t n, std::vector<int32_t> &kx, std::vector<uint32_t> &w01) {
+    const uint32_t step = ((sw - 1) << 8) / (n - 1);
+    kx.resize(n);
+    w01.resize(n);
+    for (uint32_t i = 0, px = 0; i < n; ++i, px += step) {
+        const FixedTap t = fixed_tap(px, 8);
+        kx[i] = int32_t(t.k);
+        w01[i] = t.w0 | (t.w1 << 16);
+    }
+}
+
+// Destination rows of the grouped rows (from their plan) against the plain scalar rows, for each
+// vertical weight pair of interest and each destination start alignment: aligned, 16 bytes past (the
+// streaming rows' split stores) and odd offsets (plain stores); the bytes around the row keep their
+// sentinel.
+TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
+    std::vector<const resize2d_rows *> sets;
+    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows))
+        if (isa.rows->plan_u8_grouped != nullptr) sets.push_back(isa.rows);
+    if (sets.empty()) GTEST_SKIP() << "no grouped rows on this CPU";
+    test::Rng rng(24);
+    const uint32_t shapes[][2] = {{16, 32}, {20, 33}, {33, 64}, {33, 65}, {48, 95}, {64, 128}, {90, 160}, {200, 113},
+                                  {97, 97}};  // 33 -> 65: every other column on the grid (a weight of 256)
+    const uint32_t weights[][2] = {{256, 0}, {0, 256}, {128, 128}, {1, 255}, {255, 1}, {77, 179}};
+    for (const resize2d_rows *rows : sets) {
+        for (const auto &shape : shapes) {
+            const uint32_t sw = shape[0], n = shape[1];
+            std::vector<int32_t> kx;
+            std::vector<uint32_t> w01;
+            column_tables(sw, n, kx, w01);
+            std::vector<uint8_t> s8[2];
+            std::vector<uint16_t> s16[2];
+            for (int r = 0; r < 2; ++r) {
+                s8[r].resize(sw);
+                s16[r].resize(sw);
+                for (uint32_t i = 0; i < sw; ++i) s8[r][i] = uint8_t(rng()), s16[r][i] = uint16_t(rng());
+                s8[r][rng() % sw] = 255, s16[r][rng() % sw] = 65535;
+            }
+            alignas(64) uint8_t plan8[256 * kPlanU8Bytes], plan16[256 * kPlanU16Bytes];
+            ASSERT_TRUE(rows->plan_u8_grouped(kx.data(), w01.data(), n, sw, plan8)) << sw << " -> " << n;
+            // 16-bit windows hold 8 samples: enlargements only.
+            const bool grouped16 = rows->plan_u16_grouped(kx.data(), w01.data(), n, sw, plan16);
+            EXPECT_EQ(grouped16, sw < n) << sw << " -> " << n;
+            std::vector<uint16_t> h8[2];
+            std::vector<uint32_t> h16[2];
+            std::vector<int16_t> g[2];
+            std::vector<uint32_t> e[2];
+            for (int r = 0; r < 2; ++r) {
+                h8[r].resize(n), h16[r].resize(n), g[r].resize(n), e[r].resize(n);
+                h_row_u8_c(s8[r].data(), kx.data(), w01.data(), 0, n, sw, h8[r].data());
+                h_row_u16_c(s16[r].data(), kx.data(), w01.data(), 0, n, sw, h16[r].data());
+                rows->h_u8_grouped(s8[r].data(), plan8, kx.data(), w01.data(), n, sw, g[r].data());
+                if (grouped16) rows->h_u16_grouped(s16[r].data(), plan16, kx.data(), w01.data(), n, sw, e[r].data());
+            }
+            for (const auto &w : weights) {
+                std::vector<uint8_t> want8(n);
+                std::vector<uint16_t> want16(n);
+                v_row_u8_c(h8[0].data(), h8[1].data(), w[0], w[1], 0, n, want8.data());
+                v_row_u16_c(h16[0].data(), h16[1].data(), w[0], w[1], 0, n, want16.data());
+                for (const uint32_t offset : {0u, 1u, 16u, 34u}) {
+                    for (const bool stream : {false, true}) {
+                        alignas(64) uint8_t got8[256 + 128], got16[2 * 256 + 128];
+                        std::memset(got8, 7, sizeof(got8));
+                        std::memset(got16, 7, sizeof(got16));
+                        (stream ? rows->v_u8_grouped_stream : rows->v_u8_grouped)(g[0].data(), g[1].data(), w[0],
+                                                                                  w[1], n, got8 + 32 + offset);
+                        uint16_t *d16 = reinterpret_cast<uint16_t *>(got16 + 32 + offset / 2 * 2);
+                        if (grouped16)
+                            (stream ? rows->v_u16_grouped_stream : rows->v_u16_grouped)(e[0].data(), e[1].data(),
+                                                                                        w[0], w[1], n, d16);
+                        else
+                            std::memcpy(d16, want16.data(), 2 * n);
+                        const std::string where = std::to_string(sw) + " -> " + std::to_string(n) + ", wy " +
+                                                  std::to_string(w[0]) + "/" + std::to_string(w[1]) + ", offset " +
+                                                  std::to_string(offset) + (stream ? " streaming" : "");
+                        EXPECT_EQ(std::memcmp(got8 + 32 + offset, want8.data(), n), 0) << "u8 " << where;
+                        EXPECT_EQ(std::memcmp(d16, want16.data(), 2 * n), 0) << "u16 " << where;
+                        EXPECT_EQ(got8[31 + offset], 7) << where;
+                        EXPECT_EQ(got8[32 + offset + n], 7) << where;
+                        EXPECT_EQ(got16[31 + offset / 2 * 2], 7) << where;
+                        EXPECT_EQ(got16[32 + offset / 2 * 2 + 2 * n], 7) << where;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Reductions whose column pairs spread beyond a window are left to the other rows.
+TEST(Resize2dSimd, GroupedPlansRefuseWideReductions) {
+    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows)) {
+        if (isa.rows->plan_u8_grouped == nullptr) continue;
+        alignas(64) uint8_t plan[64 * kPlanU16Bytes];
+        std::vector<int32_t> kx;
+        std::vector<uint32_t> w01;
+        column_tables(64 * 3, 64, kx, w01);  // 8 columns span 24 samples
+        EXPECT_FALSE(isa.rows->plan_u8_grouped(kx.data(), w01.data(), 64, 64 * 3, plan));
+        EXPECT_FALSE(isa.rows->plan_u16_grouped(kx.data(), w01.data(), 64, 64 * 3, plan));
+        column_tables(64 + 8, 64, kx, w01);  // 8 columns span 9 samples: fits 16 bytes, not 8 samples
+        EXPECT_TRUE(isa.rows->plan_u8_grouped(kx.data(), w01.data(), 64, 64 + 8, plan));
+        EXPECT_FALSE(isa.rows->plan_u16_grouped(kx.data(), w01.data(), 64, 64 + 8, plan));
     }
 }
 
