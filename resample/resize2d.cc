@@ -78,12 +78,30 @@ inline void prefetch_row(const T *row, size_t count) {
 // Source sides whose largest fixed-point position (side - 1) * 2^F still fits 32 bits.
 constexpr uint64_t max_fixed_side(uint32_t f) { return (uint64_t(1) << (32 - f)); }
 
-// Source rows (k, k + 1) of a destination row, held in two cached horizontal rows: a row already held
-// is kept, so that every source row's horizontal pass is computed once per strip.
+// Source rows (k, k + 1) of a destination row, held in cached horizontal rows: a row already held is
+// kept, so that every source row's horizontal pass is computed once per strip. The float member and
+// the plain fixed-point rows use two slots; the grouped rows use three, so that the next two source
+// rows can be computed together while the current pair's second row is still held.
+template <int kSlots>
 struct RowCache {
-    int64_t held[2] = {-1, -1};
+    int64_t held[kSlots];
+    RowCache() {
+        for (int64_t &h : held) h = -1;
+    }
     // Slot of source row r, or -1.
-    int find(int64_t r) const { return held[0] == r ? 0 : held[1] == r ? 1 : -1; }
+    int find(int64_t r) const {
+        for (int k = 0; k < kSlots; ++k)
+            if (held[k] == r) return k;
+        return -1;
+    }
+    // A slot to overwrite while rows [lo, hi] are needed: one holding no row or a row outside them,
+    // the lowest first (rows only ascend, so a row below lo is never read again); -1 when none is.
+    int spare(int64_t lo, int64_t hi) const {
+        int best = -1;
+        for (int k = 0; k < kSlots; ++k)
+            if ((held[k] < lo || held[k] > hi) && (best < 0 || held[k] < held[best])) best = k;
+        return best;
+    }
 };
 
 // The source area of a fixed-point resize and the destination it is written to.
@@ -105,12 +123,15 @@ template <class T, class HS, class Out>
 struct PlainKernel {
     using H = HS;
     static constexpr size_t kPlanBytes = 0;
+    static constexpr int kSlots = 2;
     void (*h_row)(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                   uint32_t src_count, H *h);
     void (*v_row)(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end, Out *dst);
     void (*v_row_stream)(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end,
                          Out *dst);
     void prepare(const int32_t *, const uint32_t *, uint32_t, uint32_t, uint8_t *) {}
+    bool two_rows() const { return false; }
+    void horizontal2(const T *, const T *, const int32_t *, const uint32_t *, uint32_t, uint32_t, H *, H *) const {}
     void horizontal(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count,
                     H *h) const {
         h_row(src, kx, w01, 0, n, src_count, h);
@@ -126,6 +147,7 @@ struct PlainKernel {
 struct U8Kernel {
     using H = uint16_t;
     static constexpr size_t kPlanBytes = kPlanU8Bytes;
+    static constexpr int kSlots = 3;
     const resize2d_rows &rows;
     const uint8_t *plan = nullptr;
     bool grouped = false;
@@ -145,6 +167,13 @@ struct U8Kernel {
         else
             rows.h_u8(src, kx, w01, 0, n, src_count, h);
     }
+    // Two source rows in one pass (grouped rows only).
+    bool two_rows() const { return grouped && rows.h2_u8_grouped != nullptr; }
+    void horizontal2(const uint8_t *src0, const uint8_t *src1, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                     uint32_t src_count, uint16_t *h0, uint16_t *h1) const {
+        rows.h2_u8_grouped(src0, src1, plan, kx, w01, n, src_count, reinterpret_cast<int16_t *>(h0),
+                           reinterpret_cast<int16_t *>(h1));
+    }
     void vertical(const uint16_t *h0, const uint16_t *h1, uint32_t wy0, uint32_t wy1, uint32_t n, uint8_t *dst,
                   bool stream) const {
         if (grouped)
@@ -161,6 +190,7 @@ struct U8Kernel {
 struct U16Kernel {
     using H = uint32_t;
     static constexpr size_t kPlanBytes = kPlanU16Bytes;
+    static constexpr int kSlots = 3;
     const resize2d_rows &rows;
     const uint8_t *plan = nullptr;
     void prepare(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, uint8_t *room) {
@@ -173,6 +203,12 @@ struct U16Kernel {
             rows.h_u16_grouped(src, plan, kx, w01, n, src_count, h);
         else
             rows.h_u16(src, kx, w01, 0, n, src_count, h);
+    }
+    // Two source rows in one pass (grouped rows only).
+    bool two_rows() const { return plan != nullptr && rows.h2_u16_grouped != nullptr; }
+    void horizontal2(const uint16_t *src0, const uint16_t *src1, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                     uint32_t src_count, uint32_t *h0, uint32_t *h1) const {
+        rows.h2_u16_grouped(src0, src1, plan, kx, w01, n, src_count, h0, h1);
     }
     void vertical(const uint32_t *h0, const uint32_t *h1, uint32_t wy0, uint32_t wy1, uint32_t n, uint16_t *dst,
                   bool stream) const {
@@ -193,10 +229,13 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
     const size_t dst_bytes = size_t(job.dst_width) * job.dst_height * sizeof(Out);
     const bool stream = job.dst_step == 1 && (use_streaming(size_t(job.width) * job.height * sizeof(T), dst_bytes) ||
                                               dst_bytes >= kStreamDstBytes);
-    Workspace<2 * sizeof(uint32_t) + 2 * sizeof(H) + sizeof(Out) + Kernel::kPlanBytes, 6> ws(job.dst_width);
+    constexpr int kSlots = Kernel::kSlots;
+    Workspace<2 * sizeof(uint32_t) + kSlots * sizeof(H) + sizeof(Out) + Kernel::kPlanBytes, 4 + kSlots> ws(
+        job.dst_width);
     int32_t *kx = ws.template take<int32_t>();
     uint32_t *w01 = ws.template take<uint32_t>();
-    H *hrow[2] = {ws.template take<H>(), ws.template take<H>()};
+    H *hrow[kSlots];
+    for (H *&h : hrow) h = ws.template take<H>();
     Out *tmp = ws.template take<Out>();
     uint8_t *plan = Kernel::kPlanBytes > 0 ? ws.template take<uint8_t>(Kernel::kPlanBytes) : nullptr;
     for (uint32_t strip = 0; strip < job.dst_width; strip += ws.columns()) {
@@ -209,26 +248,41 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
         }
         kernel.prepare(kx, w01, n, src_count, plan);
         const uint32_t first_col = uint32_t(kx[0]), cols = uint32_t(kx[n - 1]) + 2 - first_col;
-        RowCache cache;
+        // With every source row read (no vertical reduction), a missing row is computed together with
+        // the row after it when the kernel can do two in one pass: the next destination rows need it.
+        const bool two_rows = kernel.two_rows() && step_y <= (1u << f);
+        // The last source row the destination reads.
+        const int64_t last_row = fixed_tap((job.top << f) + (job.dst_height - 1) * step_y, f).k + 1;
+        RowCache<kSlots> cache;
+        // Holds the stored rows of source rows [lo, hi], computing the missing ones in ascending order.
+        const auto hold = [&](int64_t lo, int64_t hi) {
+            for (int64_t r = lo; r <= hi; ++r) {
+                if (cache.find(r) >= 0) continue;
+                const bool pair = two_rows && r + 1 <= last_row && cache.find(r + 1) < 0;
+                const int64_t top = pair && r + 1 > hi ? r + 1 : hi;
+                const T *row = job.src + size_t(r) * job.stride;
+                const int a = cache.spare(lo, top);
+                cache.held[a] = r;
+                const int b = pair ? cache.spare(lo, top) : -1;
+                if (b >= 0) {
+                    kernel.horizontal2(row, row + job.stride, kx, w01, n, src_count, hrow[a], hrow[b]);
+                    cache.held[b] = r + 1;
+                } else {
+                    kernel.horizontal(row, kx, w01, n, src_count, hrow[a]);
+                }
+            }
+        };
         uint32_t py = job.top << f;
         for (uint32_t j = 0; j < job.dst_height; ++j, py += step_y) {
             const FixedTap t = fixed_tap(py, f);
             const int64_t ky = t.k;
-            int s0 = cache.find(ky);
-            int s1 = cache.find(ky + 1);
-            if (s0 < 0) {
-                s0 = s1 == 0 ? 1 : 0;
-                kernel.horizontal(job.src + size_t(ky) * job.stride, kx, w01, n, src_count, hrow[s0]);
-                cache.held[s0] = ky;
-            }
-            if (s1 < 0) {
-                s1 = 1 - s0;
-                kernel.horizontal(job.src + size_t(ky + 1) * job.stride, kx, w01, n, src_count, hrow[s1]);
-                cache.held[s1] = ky + 1;
-            }
+            hold(ky, ky + 1);
+            const int s0 = cache.find(ky), s1 = cache.find(ky + 1);
             if (j + 1 < job.dst_height) {
+                // The rows the next destination row computes (with the one computed alongside).
                 const int64_t next = fixed_tap(py + step_y, f).k;
-                for (int64_t r = next; r <= next + 1; ++r)
+                const int64_t last = two_rows && next + 2 <= last_row ? next + 2 : next + 1;
+                for (int64_t r = next; r <= last; ++r)
                     if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
             }
             const size_t first = size_t(j) * job.dst_width + strip;
@@ -347,7 +401,7 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
             gx[i] = 1.0f - fx[i];
         }
         const uint32_t first_col = uint32_t(x0[0]), cols = uint32_t(x1[n - 1]) + 1 - first_col;
-        RowCache cache;  // source rows held by a[k], b[k]
+        RowCache<2> cache;  // source rows held by a[k], b[k]
         for (int32_t j = 0; j < dst_height; ++j) {
             const float y = float(j) * ry;
             const uint16_t y0 = uint16_t(uint32_t(y));  // integer part held as unsigned 16-bit

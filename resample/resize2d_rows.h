@@ -88,6 +88,12 @@ using h_u16_grouped_fn = void (*)(const uint16_t *src, const void *plan, const i
                                   uint32_t n, uint32_t src_count, uint32_t *e);
 using v_u16_grouped_fn = void (*)(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint32_t wy1, uint32_t n,
                                   uint16_t *dst);
+// The grouped stored rows of two source rows (src0 into g0 / e0, src1 into g1 / e1) in one pass over
+// the plan, each as h_*_grouped gives it.
+using h2_u8_grouped_fn = void (*)(const uint8_t *src0, const uint8_t *src1, const void *plan, const int32_t *kx,
+                                  const uint32_t *w01, uint32_t n, uint32_t src_count, int16_t *g0, int16_t *g1);
+using h2_u16_grouped_fn = void (*)(const uint16_t *src0, const uint16_t *src1, const void *plan, const int32_t *kx,
+                                   const uint32_t *w01, uint32_t n, uint32_t src_count, uint32_t *e0, uint32_t *e1);
 
 struct resize2d_rows {
     h_u8_fn h_u8;
@@ -119,6 +125,9 @@ struct resize2d_rows {
     h_u16_grouped_fn h_u16_grouped;
     v_u16_grouped_fn v_u16_grouped;
     v_u16_grouped_fn v_u16_grouped_stream;
+    // Grouped stored rows two source rows at a time, or both null.
+    h2_u8_grouped_fn h2_u8_grouped;
+    h2_u16_grouped_fn h2_u16_grouped;
 };
 
 // Scalar definitions (also the tails of the vector rows).

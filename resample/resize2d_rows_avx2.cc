@@ -178,8 +178,10 @@ bool plan_u8_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, ui
     return true;
 }
 
-void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
-                       uint32_t, int16_t *g) {
+// The stored rows of kRows source rows, reading the plan once for all of them.
+template <int kRows>
+void h_u8_grouped_rows(const uint8_t *const *src, const void *plan, const int32_t *kx, const uint32_t *w01,
+                       uint32_t n, int16_t *const *g) {
     const uint32_t vecs = n / kGroupU8 * 2;
     const U8GroupedVec *v = static_cast<const U8GroupedVec *>(plan);
     const int32_t *bases = reinterpret_cast<const int32_t *>(v + vecs);
@@ -188,15 +190,30 @@ void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, 
         // SAFETY: every window start is at most src_count - 16 (checked by the plan).
         uint64_t pair;  // both window starts in one load
         std::memcpy(&pair, bases + 2 * q, sizeof(pair));
-        const __m256i window = _mm256_inserti128_si256(
-            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1);
-        const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), v[q].ctrl);
-        // h - 32768 + 128 = g.
-        const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(v[q].w, pairs), bias);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(g + 16 * q), sum);
+        const __m256i ctrl = _mm256_load_si256(&v[q].ctrl), w = _mm256_load_si256(&v[q].w);
+        for (int r = 0; r < kRows; ++r) {
+            const __m256i window = _mm256_inserti128_si256(
+                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src[r] + uint32_t(pair)))),
+                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src[r] + (pair >> 32))), 1);
+            const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), ctrl);
+            // h - 32768 + 128 = g.
+            const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(w, pairs), bias);
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(g[r] + 16 * q), sum);
+        }
     }
-    h_u8_grouped_c(src, kx, w01, 16 * vecs, n, n, g);
+    for (int r = 0; r < kRows; ++r) h_u8_grouped_c(src[r], kx, w01, 16 * vecs, n, n, g[r]);
+}
+
+void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                       uint32_t, int16_t *g) {
+    h_u8_grouped_rows<1>(&src, plan, kx, w01, n, &g);
+}
+
+void h2_u8_grouped_avx2(const uint8_t *src0, const uint8_t *src1, const void *plan, const int32_t *kx,
+                        const uint32_t *w01, uint32_t n, uint32_t, int16_t *g0, int16_t *g1) {
+    const uint8_t *const src[2] = {src0, src1};
+    int16_t *const g[2] = {g0, g1};
+    h_u8_grouped_rows<2>(src, plan, kx, w01, n, g);
 }
 
 // Writer of the grouped vertical rows, which produce a row's bytes 32 at a time from its start. With
@@ -318,8 +335,10 @@ bool plan_u16_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, u
     return true;
 }
 
-void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
-                        uint32_t, uint32_t *e) {
+// The stored rows of kRows source rows, reading the plan once for all of them.
+template <int kRows>
+void h_u16_grouped_rows(const uint16_t *const *src, const void *plan, const int32_t *kx, const uint32_t *w01,
+                        uint32_t n, uint32_t *const *e) {
     const uint32_t groups = n / kGroupU16;
     const U16GroupedVecs *v = static_cast<const U16GroupedVecs *>(plan);
     const int32_t *bases = reinterpret_cast<const int32_t *>(v + groups);
@@ -328,19 +347,33 @@ void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx
         // SAFETY: every window start is at most src_count - 8 (checked by the plan).
         uint64_t pair;  // both window starts in one load
         std::memcpy(&pair, bases + 2 * q, sizeof(pair));
-        const __m256i window = _mm256_xor_si256(
-            _mm256_inserti128_si256(
-                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
-                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1),
-            flip);
-        const __m256i even =
-            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[0]), _mm256_cvtepu8_epi16(v[q].w[0]));
-        const __m256i odd =
-            _mm256_madd_epi16(_mm256_shuffle_epi8(window, v[q].ctrl[1]), _mm256_cvtepu8_epi16(v[q].w[1]));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q), _mm256_add_epi32(even, bias));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(e + kGroupU16 * q + 8), _mm256_add_epi32(odd, bias));
+        const __m256i ctrl_even = _mm256_load_si256(&v[q].ctrl[0]), ctrl_odd = _mm256_load_si256(&v[q].ctrl[1]);
+        const __m256i w_even = _mm256_cvtepu8_epi16(v[q].w[0]), w_odd = _mm256_cvtepu8_epi16(v[q].w[1]);
+        for (int r = 0; r < kRows; ++r) {
+            const __m256i window = _mm256_xor_si256(
+                _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(
+                                            reinterpret_cast<const __m128i *>(src[r] + uint32_t(pair)))),
+                                        _mm_loadu_si128(reinterpret_cast<const __m128i *>(src[r] + (pair >> 32))), 1),
+                flip);
+            const __m256i even = _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_even), w_even);
+            const __m256i odd = _mm256_madd_epi16(_mm256_shuffle_epi8(window, ctrl_odd), w_odd);
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(e[r] + kGroupU16 * q), _mm256_add_epi32(even, bias));
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(e[r] + kGroupU16 * q + 8), _mm256_add_epi32(odd, bias));
+        }
     }
-    h_u16_grouped_c(src, kx, w01, kGroupU16 * groups, n, n, e);
+    for (int r = 0; r < kRows; ++r) h_u16_grouped_c(src[r], kx, w01, kGroupU16 * groups, n, n, e[r]);
+}
+
+void h_u16_grouped_avx2(const uint16_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                        uint32_t, uint32_t *e) {
+    h_u16_grouped_rows<1>(&src, plan, kx, w01, n, &e);
+}
+
+void h2_u16_grouped_avx2(const uint16_t *src0, const uint16_t *src1, const void *plan, const int32_t *kx,
+                         const uint32_t *w01, uint32_t n, uint32_t, uint32_t *e0, uint32_t *e1) {
+    const uint16_t *const src[2] = {src0, src1};
+    uint32_t *const e[2] = {e0, e1};
+    h_u16_grouped_rows<2>(src, plan, kx, w01, n, e);
 }
 
 // 16 columns: e0 wy0 + e1 wy1 modulo 2^32 is the exact sum plus its half (below 2^32), whose upper 16
@@ -609,7 +642,8 @@ const resize2d_rows &resize2d_avx2_rows() {
                                        plan_u8_avx2,      h_row_u8_plan_avx2,
                                        plan_u8_grouped_avx2, h_u8_grouped_avx2, v_u8_grouped<false>,
                                        v_u8_grouped<true>, plan_u16_grouped_avx2, h_u16_grouped_avx2,
-                                       v_u16_grouped<false>, v_u16_grouped<true>};
+                                       v_u16_grouped<false>, v_u16_grouped<true>,
+                                       h2_u8_grouped_avx2, h2_u16_grouped_avx2};
     return rows;
 }
 

@@ -204,6 +204,19 @@ TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
                 rows->h_u8_grouped(s8[r].data(), plan8, kx.data(), w01.data(), n, sw, g[r].data());
                 if (grouped16) rows->h_u16_grouped(s16[r].data(), plan16, kx.data(), w01.data(), n, sw, e[r].data());
             }
+            // Both source rows in one pass give the same stored rows.
+            if (rows->h2_u8_grouped != nullptr) {
+                std::vector<int16_t> g2[2] = {std::vector<int16_t>(n), std::vector<int16_t>(n)};
+                rows->h2_u8_grouped(s8[0].data(), s8[1].data(), plan8, kx.data(), w01.data(), n, sw, g2[0].data(),
+                                    g2[1].data());
+                EXPECT_TRUE(g2[0] == g[0] && g2[1] == g[1]) << "u8 two rows " << sw << " -> " << n;
+            }
+            if (grouped16 && rows->h2_u16_grouped != nullptr) {
+                std::vector<uint32_t> e2[2] = {std::vector<uint32_t>(n), std::vector<uint32_t>(n)};
+                rows->h2_u16_grouped(s16[0].data(), s16[1].data(), plan16, kx.data(), w01.data(), n, sw, e2[0].data(),
+                                     e2[1].data());
+                EXPECT_TRUE(e2[0] == e[0] && e2[1] == e[1]) << "u16 two rows " << sw << " -> " << n;
+            }
             for (const auto &w : weights) {
                 std::vector<uint8_t> want8(n);
                 std::vector<uint16_t> want16(n);
