@@ -66,6 +66,9 @@ class Workspace {
 // an 8 MB destination: about a third faster than stores that first read every line into the caches).
 constexpr size_t kStreamDstBytes = size_t(4) << 20;
 
+// Source rows asked for beyond the next destination row's pair when every source row is read.
+constexpr int64_t kAheadRows = 3;
+
 // Columns of a horizontal row computed between two pieces of prefetching.
 constexpr uint32_t kPrefetchColumns = 256;
 
@@ -272,6 +275,7 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
                 }
             }
         };
+        int64_t asked = -1;  // source rows up to this one have been asked for
         uint32_t py = job.top << f;
         for (uint32_t j = 0; j < job.dst_height; ++j, py += step_y) {
             const FixedTap t = fixed_tap(py, f);
@@ -279,11 +283,15 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             hold(ky, ky + 1);
             const int s0 = cache.find(ky), s1 = cache.find(ky + 1);
             if (j + 1 < job.dst_height) {
-                // The rows the next destination row computes (with the one computed alongside).
+                // The rows the next destination row reads and, when every row is read, the rows after
+                // them up to kAheadRows further, so that the rows computed two at a time arrive early;
+                // each row is asked for once.
                 const int64_t next = fixed_tap(py + step_y, f).k;
-                const int64_t last = two_rows && next + 2 <= last_row ? next + 2 : next + 1;
-                for (int64_t r = next; r <= last; ++r)
+                const int64_t last = two_rows ? (next + 1 + kAheadRows < last_row ? next + 1 + kAheadRows : last_row)
+                                              : next + 1;
+                for (int64_t r = next > asked ? next : asked + 1; r <= last; ++r)
                     if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
+                asked = last > asked ? last : asked;
             }
             const size_t first = size_t(j) * job.dst_width + strip;
             if (job.dst_step == 1) {
