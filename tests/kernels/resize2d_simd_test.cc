@@ -37,6 +37,11 @@ std::vector<Size4> resize_sizes() {
     const int32_t grouped[][2] = {{16, 32}, {17, 64}, {40, 79}, {50, 96}, {64, 97}, {60, 100}, {128, 128},
                                   {100, 60}, {180, 100}, {3, 160}, {1919, 3839}};
     for (const auto &g : grouped) sizes.push_back({g[0], 5, g[1], 9});
+    // Grouped columns under other vertical ratios: every other destination row on a source row, many
+    // destination rows per source row, a mild enlargement and a mild reduction (source rows computed
+    // two at a time, or one at a time when rows are skipped).
+    const Size4 vertical[] = {{33, 17, 65, 33}, {64, 3, 97, 40}, {60, 7, 100, 8}, {40, 9, 79, 6}, {50, 2, 96, 5}};
+    for (const Size4 &v : vertical) sizes.push_back(v);
     return sizes;
 }
 
