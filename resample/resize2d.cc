@@ -12,7 +12,7 @@
 namespace oz {
 namespace {
 
-// Working memory of one call: the column tables, the two cached horizontal rows and a row of results.
+// Working memory of one call: the column tables, the cached horizontal rows (two or three) and a row of results.
 // They are taken for the whole destination width from the heap, so that the destination is written
 // row after row and every source row is read once; when that allocation fails the same work runs in
 // strips of kStrip destination columns on the stack, with identical results.
