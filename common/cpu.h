@@ -23,6 +23,18 @@ inline Isa best_isa() {
     return Isa::kScalar;
 }
 
+// The row table of the widest ISA this CPU runs, from one table per ISA. Callers keep the answer in a
+// function-local constant, so that it is chosen once.
+template <class Rows>
+const Rows &pick_rows(const Rows &(*scalar)(), const Rows &(*sse41)(), const Rows &(*avx2)()) {
+    switch (best_isa()) {
+        case Isa::kAvx2: return avx2();
+        case Isa::kSse41: return sse41();
+        case Isa::kScalar: break;
+    }
+    return scalar();
+}
+
 inline bool cpu_supports(Isa isa) {
     switch (isa) {
         case Isa::kScalar: return true;

@@ -86,8 +86,7 @@ const poly_rows &avx2_poly_rows() {
 }
 
 const poly_rows &best_poly_rows() {
-    static const poly_rows &rows = cpu_has_avx2() ? avx2_poly_rows() : cpu_has_sse41() ? sse41_poly_rows()
-                                                                                       : c_poly_rows();
+    static const poly_rows &rows = pick_rows(c_poly_rows, sse41_poly_rows, avx2_poly_rows);
     return rows;
 }
 

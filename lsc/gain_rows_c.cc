@@ -54,8 +54,7 @@ const gain_rows &avx2_gain_rows() {
 }
 
 const gain_rows &best_gain_rows() {
-    static const gain_rows &rows = cpu_has_avx2() ? avx2_gain_rows() : cpu_has_sse41() ? sse41_gain_rows()
-                                                                                       : c_gain_rows();
+    static const gain_rows &rows = pick_rows(c_gain_rows, sse41_gain_rows, avx2_gain_rows);
     return rows;
 }
 

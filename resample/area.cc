@@ -106,9 +106,7 @@ uint32_t image_downscale_u16_to_u16_impl(const uint16_t *const *src_planes, uint
 }
 
 const area_rows &area_best_rows() {
-    static const area_rows &rows = cpu_has_avx2()    ? area_avx2_rows()
-                                   : cpu_has_sse41() ? area_sse41_rows()
-                                                     : area_c_rows();
+    static const area_rows &rows = pick_rows(area_c_rows, area_sse41_rows, area_avx2_rows);
     return rows;
 }
 

@@ -248,9 +248,7 @@ uint32_t downscale_nearest_int32_impl(const int32_t *src, int32_t *dst, uint16_t
 }
 
 const nearest_rows &nearest_best_rows() {
-    static const nearest_rows &rows = cpu_has_avx2()    ? nearest_avx2_rows()
-                                      : cpu_has_sse41() ? nearest_sse41_rows()
-                                                        : nearest_c_rows();
+    static const nearest_rows &rows = pick_rows(nearest_c_rows, nearest_sse41_rows, nearest_avx2_rows);
     return rows;
 }
 

@@ -4,8 +4,6 @@
 // different sentinels so unwritten samples show; inputs and outputs end flush against a PROT_NONE
 // page so overreads fault. OZ_TEST_REPEAT=n prints scalar and vector times of a full-size call.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -20,51 +18,10 @@
 #include "common/status.h"
 #include "resample/bicubic_resize_rows.h"
 #include "resample/bicubic_rows.h"
+#include "tests/kernels/guarded.h"
 
 namespace oz::test {
 namespace {
-
-// `count` elements of T whose last byte is followed by an inaccessible page.
-template <class T>
-class Guarded {
-  public:
-    explicit Guarded(size_t count) : count_(count) {
-        const size_t page = size_t(sysconf(_SC_PAGESIZE));
-        const size_t bytes = count * sizeof(T);
-        const size_t data_pages = (bytes + page - 1) / page;
-        total_ = (data_pages + 1) * page;
-        void *base =
-            mmap(nullptr, total_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (base == MAP_FAILED) std::abort();
-        base_ = static_cast<uint8_t *>(base);
-        if (mprotect(base_ + data_pages * page, page, PROT_NONE) != 0) std::abort();
-        data_ = reinterpret_cast<T *>(base_ + data_pages * page - bytes);
-    }
-    ~Guarded() { munmap(base_, total_); }
-    Guarded(const Guarded &) = delete;
-    Guarded &operator=(const Guarded &) = delete;
-
-    T *get() { return data_; }
-    T &operator[](size_t k) { return data_[k]; }
-    size_t size() const { return count_; }
-    size_t bytes() const { return count_ * sizeof(T); }
-    void fill_bytes(uint8_t v) { std::memset(data_, v, bytes()); }
-
-  private:
-    size_t count_, total_;
-    uint8_t *base_;
-    T *data_;
-};
-
-template <class T>
-size_t differing_bytes(Guarded<T> &a, Guarded<T> &b) {
-    size_t n = 0;
-    const auto *x = reinterpret_cast<const uint8_t *>(a.get());
-    const auto *y = reinterpret_cast<const uint8_t *>(b.get());
-    if (std::memcmp(x, y, a.bytes()) == 0) return 0;
-    for (size_t k = 0; k < a.bytes(); ++k) n += x[k] != y[k];
-    return n;
-}
 
 struct IsaCase {
     const char *name;
@@ -139,14 +96,14 @@ void check_upscale(std::mt19937 &rng, const bicubic_rows &opt, const UpscaleCase
     std::vector<float *> dc, dopt;
     for (int p = 0; p < k.planes; ++p) {
         src.push_back(std::make_unique<Guarded<Sample>>(size_t(k.sw) * k.sh));
-        random_samples(rng, src.back()->get(), src.back()->size(), max);
+        random_samples(rng, src.back()->data(), src.back()->size(), max);
         dst_c.push_back(std::make_unique<Guarded<float>>(size_t(k.dw) * k.dh));
         dst_o.push_back(std::make_unique<Guarded<float>>(size_t(k.dw) * k.dh));
         dst_c.back()->fill_bytes(2);
         dst_o.back()->fill_bytes(3);
-        s.push_back(src.back()->get());
-        dc.push_back(dst_c.back()->get());
-        dopt.push_back(dst_o.back()->get());
+        s.push_back(src.back()->data());
+        dc.push_back(dst_c.back()->data());
+        dopt.push_back(dst_o.back()->data());
     }
     uint32_t sc, so;
     if constexpr (sizeof(Sample) == 1) {
@@ -220,15 +177,15 @@ void random_floats(std::mt19937 &rng, float *s, size_t n) {
 TEST_P(BicubicSimd, ResizeF32MatchesScalar) {
     for (const ResizeCase &k : resize_cases()) {
         Guarded<float> src(size_t(k.sw) * k.sh);
-        random_floats(rng, src.get(), src.size());
+        random_floats(rng, src.data(), src.size());
         Guarded<uint16_t> dc(size_t(k.dw) * k.dh), dopt(size_t(k.dw) * k.dh);
         dc.fill_bytes(2);
         dopt.fill_bytes(3);
-        ASSERT_EQ(bicubic_resize_f32_impl(src.get(), k.sh, k.sw, dc.get(), k.dh, k.dw,
+        ASSERT_EQ(bicubic_resize_f32_impl(src.data(), k.sh, k.sw, dc.data(), k.dh, k.dw,
                                           bicubic_resize_rows_c()),
                   kStatusDone);
         ASSERT_EQ(
-            bicubic_resize_f32_impl(src.get(), k.sh, k.sw, dopt.get(), k.dh, k.dw, resize_rows()),
+            bicubic_resize_f32_impl(src.data(), k.sh, k.sw, dopt.data(), k.dh, k.dw, resize_rows()),
             kStatusDone);
         ASSERT_EQ(differing_bytes(dc, dopt), 0u)
             << k.sw << "x" << k.sh << " -> " << k.dw << "x" << k.dh;
@@ -241,14 +198,14 @@ TEST_P(BicubicSimd, ResizeU16MatchesScalar) {
     for (const ResizeCase &k : resize_cases()) {
         const uint32_t shift = shifts[n++ % 6];
         Guarded<uint16_t> src(size_t(k.sw) * k.sh);
-        random_samples(rng, src.get(), src.size(), 65535);
+        random_samples(rng, src.data(), src.size(), 65535);
         Guarded<uint16_t> dc(size_t(k.dw) * k.dh), dopt(size_t(k.dw) * k.dh);
         dc.fill_bytes(2);
         dopt.fill_bytes(3);
-        ASSERT_EQ(bicubic_resize_u16_impl(src.get(), k.sh, k.sw, shift, dc.get(), k.dh, k.dw,
+        ASSERT_EQ(bicubic_resize_u16_impl(src.data(), k.sh, k.sw, shift, dc.data(), k.dh, k.dw,
                                           bicubic_resize_rows_c()),
                   kStatusDone);
-        ASSERT_EQ(bicubic_resize_u16_impl(src.get(), k.sh, k.sw, shift, dopt.get(), k.dh, k.dw,
+        ASSERT_EQ(bicubic_resize_u16_impl(src.data(), k.sh, k.sw, shift, dopt.data(), k.dh, k.dw,
                                           resize_rows()),
                   kStatusDone);
         ASSERT_EQ(differing_bytes(dc, dopt), 0u)
@@ -282,19 +239,19 @@ TEST_P(BicubicSimd, FillRowsMatchScalar) {
     for (int n : widths()) {
         Guarded<uint8_t> s8(n);
         Guarded<uint16_t> s16(n);
-        random_samples(rng, s8.get(), n, 255);
-        random_samples(rng, s16.get(), n, 65535);
+        random_samples(rng, s8.data(), n, 255);
+        random_samples(rng, s16.data(), n, 65535);
         Guarded<float> a(n), b(n);
         a.fill_bytes(2);
         b.fill_bytes(3);
-        bicubic_fill_row_u8_f32_c(s8.get(), a.get(), n);
-        rows().fill_u8(s8.get(), b.get(), n);
+        bicubic_fill_row_u8_f32_c(s8.data(), a.data(), n);
+        rows().fill_u8(s8.data(), b.data(), n);
         ASSERT_EQ(differing_bytes(a, b), 0u) << "u8 n " << n;
         for (float scale : {1.0f, 1.0f / 1024, 1.0f / 2147483648.0f}) {
             a.fill_bytes(2);
             b.fill_bytes(3);
-            bicubic_fill_row_u16_f32_c(s16.get(), a.get(), n, scale);
-            rows().fill_u16(s16.get(), b.get(), n, scale);
+            bicubic_fill_row_u16_f32_c(s16.data(), a.data(), n, scale);
+            rows().fill_u16(s16.data(), b.data(), n, scale);
             ASSERT_EQ(differing_bytes(a, b), 0u) << "u16 n " << n << " scale " << scale;
         }
     }
@@ -306,7 +263,7 @@ TEST_P(BicubicSimd, BasisRowsMatchScalar) {
     for (int n : widths()) {
         Guarded<float> p0(n), p1(n), p2(n), p3(n), row(size_t(n) + 3);
         for (Guarded<float> *p : {&p0, &p1, &p2, &p3, &row})
-            random_row_floats(rng, p->get(), p->size());
+            random_row_floats(rng, p->data(), p->size());
         for (bool shifted : {false, true}) {
             Guarded<float> c[2][3] = {{Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)},
                                       {Guarded<float>(n), Guarded<float>(n), Guarded<float>(n)}};
@@ -315,14 +272,14 @@ TEST_P(BicubicSimd, BasisRowsMatchScalar) {
                 c[1][q].fill_bytes(3);
             }
             if (shifted) {
-                bicubic_shift_basis_row_f32_c(row.get(), c[0][0].get(), c[0][1].get(),
-                                              c[0][2].get(), n);
-                rows().shift_basis(row.get(), c[1][0].get(), c[1][1].get(), c[1][2].get(), n);
+                bicubic_shift_basis_row_f32_c(row.data(), c[0][0].data(), c[0][1].data(),
+                                              c[0][2].data(), n);
+                rows().shift_basis(row.data(), c[1][0].data(), c[1][1].data(), c[1][2].data(), n);
             } else {
-                bicubic_basis_row_f32_c(p0.get(), p1.get(), p2.get(), p3.get(), c[0][0].get(),
-                                        c[0][1].get(), c[0][2].get(), n);
-                rows().basis(p0.get(), p1.get(), p2.get(), p3.get(), c[1][0].get(), c[1][1].get(),
-                             c[1][2].get(), n);
+                bicubic_basis_row_f32_c(p0.data(), p1.data(), p2.data(), p3.data(), c[0][0].data(),
+                                        c[0][1].data(), c[0][2].data(), n);
+                rows().basis(p0.data(), p1.data(), p2.data(), p3.data(), c[1][0].data(), c[1][1].data(),
+                             c[1][2].data(), n);
             }
             for (int q = 0; q < 3; ++q)
                 ASSERT_EQ(differing_bytes(c[0][q], c[1][q]), 0u)
@@ -338,7 +295,7 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
     for (int max_step : {1, 3}) {
         for (int n : widths()) {
             Guarded<int32_t> cell(n);
-            random_steps(rng, cell.get(), n, max_step);
+            random_steps(rng, cell.data(), n, max_step);
             // Each coefficient array holds the last cell and the 8 elements after it, no more.
             const size_t len = size_t(cell[n - 1]) + 8;
             std::vector<std::unique_ptr<Guarded<float>>> arrays;
@@ -347,7 +304,7 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
                 arrays.push_back(std::make_unique<Guarded<float>>(len));
                 std::uniform_real_distribution<float> v(-40000.0f, 40000.0f);
                 for (size_t k = 0; k < len; ++k) (*arrays.back())[k] = v(rng);
-                coefs.coef[q] = arrays.back()->get();
+                coefs.coef[q] = arrays.back()->data();
             }
             Guarded<float> t1(n), t2(n), t3(n);
             for (int k = 0; k < n; ++k) {
@@ -364,7 +321,7 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
                     for (int k = 0; k < count; ++k) {
                         out[side].push_back(std::make_unique<Guarded<float>>(n));
                         out[side].back()->fill_bytes(uint8_t(2 + side));
-                        batch[side].dst[k] = out[side].back()->get();
+                        batch[side].dst[k] = out[side].back()->data();
                     }
                 }
                 for (int k = 0; k < count; ++k) {
@@ -375,12 +332,12 @@ TEST_P(BicubicSimd, EvalRowMatchesScalar) {
                         r.ty[k][2] = ty * ty * ty;
                     }
                 }
-                bicubic_eval_row_f32_c(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[0],
+                bicubic_eval_row_f32_c(coefs, cell.data(), t1.data(), t2.data(), t3.data(), batch[0],
                                        begin, n);
-                rows().eval(coefs, cell.get(), t1.get(), t2.get(), t3.get(), batch[1], begin, n);
+                rows().eval(coefs, cell.data(), t1.data(), t2.data(), t3.data(), batch[1], begin, n);
                 for (int k = 0; k < count; ++k) {
                     // The range is identical; before it both keep their sentinels.
-                    const float *c = out[0][k]->get(), *o = out[1][k]->get();
+                    const float *c = out[0][k]->data(), *o = out[1][k]->data();
                     ASSERT_EQ(std::memcmp(c + begin, o + begin, (n - begin) * sizeof(float)), 0)
                         << "n " << n << " max step " << max_step << " rows " << count << " row "
                         << k;
@@ -399,10 +356,10 @@ TEST_P(BicubicSimd, ResizeHorizontalRowMatchesScalar) {
     for (int max_step : {1, 2, 4, 40}) {
         for (int n : widths()) {
             Guarded<int32_t> ix(n);
-            random_steps(rng, ix.get(), n, max_step);
+            random_steps(rng, ix.data(), n, max_step);
             // The row holds the last patch and the slack the vector rows may read after it.
             Guarded<float> row(size_t(ix[n - 1]) + 4 + kBicubicBufferSlack);
-            random_row_floats(rng, row.get(), row.size());
+            random_row_floats(rng, row.data(), row.size());
             Guarded<float> tx(n), htx(n);
             std::uniform_real_distribution<float> frac(0.0f, 1.0f);
             for (int k = 0; k < n; ++k) {
@@ -412,8 +369,8 @@ TEST_P(BicubicSimd, ResizeHorizontalRowMatchesScalar) {
             Guarded<float> a(n), b(n);
             a.fill_bytes(2);
             b.fill_bytes(3);
-            bicubic_resize_h_row_f32_c(row.get(), ix.get(), tx.get(), htx.get(), a.get(), n);
-            resize_rows().horizontal(row.get(), ix.get(), tx.get(), htx.get(), b.get(), n);
+            bicubic_resize_h_row_f32_c(row.data(), ix.data(), tx.data(), htx.data(), a.data(), n);
+            resize_rows().horizontal(row.data(), ix.data(), tx.data(), htx.data(), b.data(), n);
             ASSERT_EQ(differing_bytes(a, b), 0u) << "n " << n << " max step " << max_step;
         }
     }
@@ -422,14 +379,14 @@ TEST_P(BicubicSimd, ResizeHorizontalRowMatchesScalar) {
 TEST_P(BicubicSimd, ResizeVerticalRowMatchesScalar) {
     for (int n : widths()) {
         Guarded<float> r0(n), r1(n), r2(n), r3(n);
-        for (Guarded<float> *r : {&r0, &r1, &r2, &r3}) random_floats(rng, r->get(), n);
+        for (Guarded<float> *r : {&r0, &r1, &r2, &r3}) random_floats(rng, r->data(), n);
         for (float ty : {0.0f, 0.3f, 0.999999f}) {
             Guarded<uint16_t> a(n), b(n);
             a.fill_bytes(2);
             b.fill_bytes(3);
-            bicubic_resize_v_row_f32_u16p10_c(r0.get(), r1.get(), r2.get(), r3.get(), ty, a.get(),
+            bicubic_resize_v_row_f32_u16p10_c(r0.data(), r1.data(), r2.data(), r3.data(), ty, a.data(),
                                               n);
-            resize_rows().vertical(r0.get(), r1.get(), r2.get(), r3.get(), ty, b.get(), n);
+            resize_rows().vertical(r0.data(), r1.data(), r2.data(), r3.data(), ty, b.data(), n);
             ASSERT_EQ(differing_bytes(a, b), 0u) << "n " << n << " ty " << ty;
         }
     }

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -42,6 +43,7 @@ class Guarded {
     T &operator[](size_t i) { return data_[i]; }
     const T &operator[](size_t i) const { return data_[i]; }
     void fill_bytes(uint8_t v) { std::memset(data_, v, bytes()); }
+    void fill(T v) { std::fill(data_, data_ + n_, v); }
 
   private:
     size_t n_;

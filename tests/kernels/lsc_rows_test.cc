@@ -4,8 +4,6 @@
 // random inputs and edge values, with destinations flush against a guard page. Every bit must agree.
 // Set OZ_TEST_REPEAT=n to print scalar and vector times of the drivers.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cmath>
@@ -21,37 +19,11 @@
 #include "lsc/gain_rows.h"
 #include "lsc/ratio_correction.h"
 #include "lsc/upscale_polynom.h"
+#include "tests/kernels/guarded.h"
 #include "tests/kit/shading.h"
 
 namespace oz::test {
 namespace {
-
-// n elements of T ending exactly at a PROT_NONE page: any read or write past the end faults.
-template <class T>
-class Guarded {
-  public:
-    explicit Guarded(size_t n) : n_(n) {
-        const size_t page = size_t(sysconf(_SC_PAGESIZE));
-        const size_t bytes = (n * sizeof(T) + page - 1) / page * page;
-        size_ = bytes + page;
-        base_ = static_cast<uint8_t *>(mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        EXPECT_NE(base_, MAP_FAILED);
-        EXPECT_EQ(mprotect(base_ + bytes, page, PROT_NONE), 0);
-        data_ = reinterpret_cast<T *>(base_ + bytes - n * sizeof(T));
-    }
-    ~Guarded() { munmap(base_, size_); }
-    Guarded(const Guarded &) = delete;
-    Guarded &operator=(const Guarded &) = delete;
-    T *get() { return data_; }
-    T &operator[](size_t i) { return data_[i]; }
-    size_t size() const { return n_; }
-    void fill(T v) { std::fill(data_, data_ + n_, v); }
-
-  private:
-    size_t n_, size_;
-    uint8_t *base_;
-    T *data_;
-};
 
 struct IsaCase {
     const char *name;
@@ -142,14 +114,14 @@ TEST_P(VectorRows, PolynomialRowsMatchScalar) {
                 Guarded<float> c_out(n), v_out(n);
                 c_out.fill(2.0f);
                 v_out.fill(3.0f);
-                poly_eval_row_f32_c(*cf, rf, c_out.get(), begin, n);
-                poly().eval_f32(*cf, rf, v_out.get(), begin, n);
-                EXPECT_EQ(differing_bytes(c_out.get() + begin, v_out.get() + begin, (n - begin) * 4), 0u) << "f32 n " << n;
+                poly_eval_row_f32_c(*cf, rf, c_out.data(), begin, n);
+                poly().eval_f32(*cf, rf, v_out.data(), begin, n);
+                EXPECT_EQ(differing_bytes(c_out.data() + begin, v_out.data() + begin, (n - begin) * 4), 0u) << "f32 n " << n;
                 c_out.fill(2.0f);
                 v_out.fill(3.0f);
-                poly_eval_row_f64_c(*cd, rd, c_out.get(), begin, n);
-                poly().eval_f64(*cd, rd, v_out.get(), begin, n);
-                EXPECT_EQ(differing_bytes(c_out.get() + begin, v_out.get() + begin, (n - begin) * 4), 0u) << "f64 n " << n;
+                poly_eval_row_f64_c(*cd, rd, c_out.data(), begin, n);
+                poly().eval_f64(*cd, rd, v_out.data(), begin, n);
+                EXPECT_EQ(differing_bytes(c_out.data() + begin, v_out.data() + begin, (n - begin) * 4), 0u) << "f64 n " << n;
                 if (begin == 1) {
                     EXPECT_EQ(v_out[0], 3.0f) << "wrote before begin";
                 }
@@ -189,8 +161,8 @@ TEST_P(VectorRows, EvaluationDriversMatchScalar) {
                 Guarded<float> c_out(4 * P), v_out(4 * P);
                 c_out.fill(2.0f);
                 v_out.fill(2.0f);
-                float *cp[4] = {c_out.get(), c_out.get() + P, c_out.get() + 2 * P, c_out.get() + 3 * P};
-                float *vp[4] = {v_out.get(), v_out.get() + P, v_out.get() + 2 * P, v_out.get() + 3 * P};
+                float *cp[4] = {c_out.data(), c_out.data() + P, c_out.data() + 2 * P, c_out.data() + 3 * P};
+                float *vp[4] = {v_out.data(), v_out.data() + P, v_out.data() + 2 * P, v_out.data() + 3 * P};
                 uint32_t sc, sv;
                 if (variant < 2) {
                     sc = polynomial_upscale(transposed.data(), lu.data(), inputs, cp, iw, ih, uint16_t(w), h, 15, 2, 2,
@@ -205,11 +177,11 @@ TEST_P(VectorRows, EvaluationDriversMatchScalar) {
                 }
                 EXPECT_EQ(sc, 0u);
                 EXPECT_EQ(sv, 0u);
-                EXPECT_EQ(differing_bytes(c_out.get(), v_out.get(), 4 * P * 4), 0u) << w << "x" << h << " variant " << variant;
+                EXPECT_EQ(differing_bytes(c_out.data(), v_out.data(), 4 * P * 4), 0u) << w << "x" << h << " variant " << variant;
                 // The upscaling's own path (design matrix, planes side by side) with the vector rows.
                 Guarded<float> t_out(4 * P);
                 t_out.fill(2.0f);
-                float *tp[4] = {t_out.get(), t_out.get() + P, t_out.get() + 2 * P, t_out.get() + 3 * P};
+                float *tp[4] = {t_out.data(), t_out.data() + P, t_out.data() + 2 * P, t_out.data() + 3 * P};
                 const FitMargins margins{2, 2};
                 const uint32_t st =
                     variant < 2 ? upscale_table(design.data(), lu.data(), inputs, tp, iw, ih, uint16_t(w), h,
@@ -217,7 +189,7 @@ TEST_P(VectorRows, EvaluationDriversMatchScalar) {
                                 : upscale_table_valid_area(design_d.data(), lu_d.data(), inputs, tp, iw, ih, uint16_t(w),
                                                            h, cells.data(), count, poly());
                 EXPECT_EQ(st, 0u);
-                EXPECT_EQ(differing_bytes(c_out.get(), t_out.get(), 4 * P * 4), 0u)
+                EXPECT_EQ(differing_bytes(c_out.data(), t_out.data(), 4 * P * 4), 0u)
                     << "table path " << w << "x" << h << " variant " << variant;
             }
         }
@@ -241,10 +213,10 @@ TEST_P(VectorRows, FitRowsMatchScalar) {
         NormalSums<double> ndc, ndv;
         for (int i = 0; i < 15; ++i)
             for (int j = 0; j < 16; ++j) nc[i][j] = nv[i][j] = start[(i * 16 + j) % 64], ndc[i][j] = ndv[i][j] = start[j];
-        fit_normal_f32_c(design.get(), count, nc);
-        poly().normal_f32(design.get(), count, nv);
-        fit_normal_f64_c(design_d.get(), count, ndc);
-        poly().normal_f64(design_d.get(), count, ndv);
+        fit_normal_f32_c(design.data(), count, nc);
+        poly().normal_f32(design.data(), count, nv);
+        fit_normal_f64_c(design_d.data(), count, ndc);
+        poly().normal_f64(design_d.data(), count, ndv);
         for (int i = 0; i < 15; ++i) {
             EXPECT_EQ(differing_bytes(nc[i], nv[i], 15 * 4), 0u) << "normal f32 count " << count << " row " << i;
             EXPECT_EQ(differing_bytes(ndc[i], ndv[i], 15 * 8), 0u) << "normal f64 count " << count << " row " << i;
@@ -263,10 +235,10 @@ TEST_P(VectorRows, FitRowsMatchScalar) {
             PlaneSums<double> rdc, rdv;
             for (int p = 0; p < 4; ++p)
                 for (int i = 0; i < 16; ++i) rc[p][i] = rv[p][i] = start[p * 16 + i], rdc[p][i] = rdv[p][i] = -start[i];
-            fit_rhs_f32_c(design.get(), xs, planes, count, rc);
-            poly().rhs_f32(design.get(), xs, planes, count, rv);
-            fit_rhs_f64_c(design_d.get(), xs, planes, cells.data(), count, rdc);
-            poly().rhs_f64(design_d.get(), xs, planes, cells.data(), count, rdv);
+            fit_rhs_f32_c(design.data(), xs, planes, count, rc);
+            poly().rhs_f32(design.data(), xs, planes, count, rv);
+            fit_rhs_f64_c(design_d.data(), xs, planes, cells.data(), count, rdc);
+            poly().rhs_f64(design_d.data(), xs, planes, cells.data(), count, rdv);
             for (int p = 0; p < 4; ++p) {
                 // Planes beyond `planes` keep their sums.
                 EXPECT_EQ(differing_bytes(rc[p], rv[p], 15 * 4), 0u) << "rhs f32 count " << count << " planes " << planes;
@@ -321,8 +293,8 @@ TEST_P(VectorRows, PlaneMinimumMatchesScalar) {
                 default: break;
             }
             Guarded<float> g(n);
-            std::copy(v.begin(), v.end(), g.get());
-            const float a = plane_minimum_c(g.get(), n), b = gain().plane_minimum(g.get(), n);
+            std::copy(v.begin(), v.end(), g.data());
+            const float a = plane_minimum_c(g.data(), n), b = gain().plane_minimum(g.data(), n);
             EXPECT_EQ(differing_bytes(&a, &b, 4), 0u) << "n " << n << " kind " << kind << ": " << a << " vs " << b;
         }
     }
@@ -335,25 +307,25 @@ TEST_P(VectorRows, NormaliseAndAverageMatchScalar) {
         const std::vector<float> w = values(n, uint32_t(n + 7), -2.0f, 4.0f, 11, true);
         for (float m : divisors) {
             Guarded<float> c(n), s(n);
-            std::copy(v.begin(), v.end(), c.get());
-            std::copy(v.begin(), v.end(), s.get());
-            normalise_c(c.get(), n, m);
-            gain().normalise(s.get(), n, m);
-            EXPECT_EQ(differing_bytes(c.get(), s.get(), n * 4), 0u) << "n " << n << " m " << m;
+            std::copy(v.begin(), v.end(), c.data());
+            std::copy(v.begin(), v.end(), s.data());
+            normalise_c(c.data(), n, m);
+            gain().normalise(s.data(), n, m);
+            EXPECT_EQ(differing_bytes(c.data(), s.data(), n * 4), 0u) << "n " << n << " m " << m;
         }
         Guarded<float> c1(n), c2(n), s1(n), s2(n);
         // One NaN operand at most per sum: two NaNs of different payloads may combine either way.
         std::vector<float> w_no_nan = w;
         for (size_t i = 0; i < n; ++i)
             if (std::isnan(v[i]) && std::isnan(w[i])) w_no_nan[i] = 1.0f;
-        std::copy(v.begin(), v.end(), c1.get());
-        std::copy(v.begin(), v.end(), s1.get());
-        std::copy(w_no_nan.begin(), w_no_nan.end(), c2.get());
-        std::copy(w_no_nan.begin(), w_no_nan.end(), s2.get());
-        average_greens_c(c1.get(), c2.get(), n);
-        gain().average_greens(s1.get(), s2.get(), n);
-        EXPECT_EQ(differing_bytes(c1.get(), s1.get(), n * 4), 0u) << "n " << n;
-        EXPECT_EQ(differing_bytes(c2.get(), s2.get(), n * 4), 0u) << "n " << n;
+        std::copy(v.begin(), v.end(), c1.data());
+        std::copy(v.begin(), v.end(), s1.data());
+        std::copy(w_no_nan.begin(), w_no_nan.end(), c2.data());
+        std::copy(w_no_nan.begin(), w_no_nan.end(), s2.data());
+        average_greens_c(c1.data(), c2.data(), n);
+        gain().average_greens(s1.data(), s2.data(), n);
+        EXPECT_EQ(differing_bytes(c1.data(), s1.data(), n * 4), 0u) << "n " << n;
+        EXPECT_EQ(differing_bytes(c2.data(), s2.data(), n * 4), 0u) << "n " << n;
     }
 }
 
@@ -370,9 +342,9 @@ TEST_P(VectorRows, RatioProductMatchesScalar) {
         }
         c.fill(2);
         v.fill(3);
-        ratio_product_c(s.get(), g.get(), c.get(), n);
-        gain().ratio_product(s.get(), g.get(), v.get(), n);
-        EXPECT_EQ(differing_bytes(c.get(), v.get(), n * 2), 0u) << "n " << n;
+        ratio_product_c(s.data(), g.data(), c.data(), n);
+        gain().ratio_product(s.data(), g.data(), v.data(), n);
+        EXPECT_EQ(differing_bytes(c.data(), v.data(), n * 2), 0u) << "n " << n;
     }
 }
 
