@@ -142,6 +142,9 @@ struct PlainKernel {
     void vertical(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t n, Out *dst, bool stream) const {
         (stream ? v_row_stream : v_row)(h0, h1, wy0, wy1, 0, n, dst);
     }
+    bool paired() const { return false; }
+    void pass(const H *, const H *, uint32_t, const uint32_t *, Out *const *, bool, const T *, const int32_t *,
+              const uint32_t *, uint32_t, H *) const {}
 };
 
 // 8-bit rows: the grouped rows when the row set has them and every window fits, else the planned
@@ -186,6 +189,16 @@ struct U8Kernel {
         else
             (stream ? rows.v_u8_stream : rows.v_u8)(h0, h1, wy0, wy1, 0, n, dst);
     }
+    // Paired passes (grouped rows only): up to two destination rows on one pair of stored rows, and the
+    // stored row of `src` (when not null) into h, in one pass.
+    bool paired() const { return grouped && rows.vh_u8_grouped != nullptr; }
+    void pass(const uint16_t *h0, const uint16_t *h1, uint32_t count, const uint32_t *wy, uint8_t *const *dst,
+              bool stream, const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t n,
+              uint16_t *h) const {
+        (stream ? rows.vh_u8_grouped_stream : rows.vh_u8_grouped)(
+            reinterpret_cast<const int16_t *>(h0), reinterpret_cast<const int16_t *>(h1), count, wy, dst, src, plan,
+            kx, w01, n, reinterpret_cast<int16_t *>(h));
+    }
 };
 
 // 16-bit rows: the grouped rows when the row set has them and every window fits, else the plain ones.
@@ -220,6 +233,9 @@ struct U16Kernel {
         else
             (stream ? rows.v_u16_stream : rows.v_u16)(h0, h1, wy0, wy1, 0, n, dst);
     }
+    bool paired() const { return false; }
+    void pass(const uint32_t *, const uint32_t *, uint32_t, const uint32_t *, uint16_t *const *, bool,
+              const uint16_t *, const int32_t *, const uint32_t *, uint32_t, uint32_t *) const {}
 };
 
 template <class T, class Out, class Kernel>
@@ -276,6 +292,50 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             }
         };
         int64_t asked = -1;  // source rows up to this one have been asked for
+        // Asks for source rows up to `last` (not beyond the last row read) not yet held or asked for.
+        const auto ask = [&](int64_t last) {
+            last = last < last_row ? last : last_row;
+            for (int64_t r = asked + 1; r <= last; ++r)
+                if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
+            asked = last > asked ? last : asked;
+        };
+        if (job.dst_step == 1 && step_y <= (1u << f) && kernel.paired()) {
+            // Enlargements in paired passes. The destination rows on one pair of source rows (k, k + 1)
+            // are written two per pass, and the first pass on a pair also computes the stored row of
+            // source row k + 2, which the next pair reads: the horizontal work is done while the
+            // destination is written. Two rows per pass only when streamed rows end on a cache line
+            // boundary, so that no line is streamed in two parts at different times.
+            const bool two = !stream || (size_t(n) * sizeof(Out)) % 64 == 0;
+            uint32_t py = job.top << f;
+            for (uint32_t j = 0; j < job.dst_height;) {
+                const FixedTap t = fixed_tap(py, f);
+                const int64_t ky = t.k;
+                hold(ky, ky + 1);
+                uint32_t wy[4] = {t.w0, t.w1, 0, 0};
+                Out *rows[2] = {job.dst + size_t(j) * job.dst_width + strip, nullptr};
+                uint32_t count = 1;
+                if (two && j + 1 < job.dst_height) {
+                    const FixedTap u = fixed_tap(py + step_y, f);
+                    if (u.k == ky) {
+                        wy[2] = u.w0;
+                        wy[3] = u.w1;
+                        rows[1] = rows[0] + job.dst_width;
+                        count = 2;
+                    }
+                }
+                const int64_t next = ky + 2;
+                const bool compute = next <= last_row && cache.find(next) < 0;
+                const int slot = compute ? cache.spare(ky, ky + 1) : -1;
+                ask(next + 1 + kAheadRows);
+                kernel.pass(hrow[cache.find(ky)], hrow[cache.find(ky + 1)], count, wy, rows, stream,
+                            compute ? job.src + size_t(next) * job.stride : nullptr, kx, w01, n,
+                            compute ? hrow[slot] : nullptr);
+                if (compute) cache.held[slot] = next;
+                j += count;
+                py += count * step_y;
+            }
+            continue;
+        }
         uint32_t py = job.top << f;
         for (uint32_t j = 0; j < job.dst_height; ++j, py += step_y) {
             const FixedTap t = fixed_tap(py, f);

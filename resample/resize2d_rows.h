@@ -94,6 +94,15 @@ using h2_u8_grouped_fn = void (*)(const uint8_t *src0, const uint8_t *src1, cons
                                   const uint32_t *w01, uint32_t n, uint32_t src_count, int16_t *g0, int16_t *g1);
 using h2_u16_grouped_fn = void (*)(const uint16_t *src0, const uint16_t *src1, const void *plan, const int32_t *kx,
                                    const uint32_t *w01, uint32_t n, uint32_t src_count, uint32_t *e0, uint32_t *e1);
+// A vertical pass over the grouped stored rows g0, g1 of a pair of source rows for `rows` (1 or 2)
+// destination rows, row r with the weights wy[2r], wy[2r + 1] into dst[r], each as v_u8_grouped
+// writes it; when src is not null, the same pass computes the grouped stored row g of that source row
+// as h_u8_grouped does (plan, kx, w01 as there). Enlargements read every source row, so the row the
+// next pair needs is computed while the current pair's destination rows are written, and two rows on
+// the same pair share its loads.
+using vh_u8_grouped_fn = void (*)(const int16_t *g0, const int16_t *g1, uint32_t rows, const uint32_t *wy,
+                                  uint8_t *const *dst, const uint8_t *src, const void *plan, const int32_t *kx,
+                                  const uint32_t *w01, uint32_t n, int16_t *g);
 
 struct resize2d_rows {
     h_u8_fn h_u8;
@@ -128,6 +137,9 @@ struct resize2d_rows {
     // Grouped stored rows two source rows at a time, or both null.
     h2_u8_grouped_fn h2_u8_grouped;
     h2_u16_grouped_fn h2_u16_grouped;
+    // Paired vertical passes of the grouped 8-bit rows (plain and streaming), or both null.
+    vh_u8_grouped_fn vh_u8_grouped;
+    vh_u8_grouped_fn vh_u8_grouped_stream;
 };
 
 // Scalar definitions (also the tails of the vector rows).

@@ -127,35 +127,61 @@ void h_row_u8_plan_avx2(const uint8_t *src, const void *plan, const int32_t *kx,
 }
 
 // Grouped 8-bit rows. Plan: for every 16 slots a byte shuffle control and the weights, then the two
-// window starts (one per 128-bit half). A half serves 8 consecutive columns from 16 bytes of the
-// source row: the control picks (s[kx], s[kx + 1]) as adjacent bytes and the unsigned byte weights
-// (wx0, wx1) multiply them, with the samples biased to signed bytes (s - 128): the pair's sum is
-// h - 128 * 256 = h - 32768, within signed 16 bits, so the saturating multiply-add is exact. A weight
-// of 256 (the other one 0) does not fit a byte: the sample takes both bytes with weights 128 and 128.
+// window starts (one per 128-bit half), then a word that is 1 when every vector reads a single window
+// (both starts equal). A half serves 8 columns from 16 bytes of the source row: the control picks
+// (s[kx], s[kx + 1]) as adjacent bytes and the unsigned byte weights (wx0, wx1) multiply them, with the
+// samples biased to signed bytes (s - 128): the pair's sum is h - 128 * 256 = h - 32768, within signed
+// 16 bits, so the saturating multiply-add is exact. A weight of 256 (the other one 0) does not fit a
+// byte: the sample takes both bytes with weights 128 and 128. When all 16 columns of a vector read
+// from one 16-byte window (enlargements of about 1.5 and more), both halves use it, and the rows load
+// it once for both halves.
 struct alignas(32) U8GroupedVec {
     __m256i ctrl;
     __m256i w;
 };
+
+// The plan's parts for n columns: the vectors, the window starts, the single-window word.
+struct U8GroupedPlan {
+    const U8GroupedVec *v;
+    const int32_t *bases;
+    uint32_t vecs;
+    bool single;
+    U8GroupedPlan(const void *plan, uint32_t n)
+        : v(static_cast<const U8GroupedVec *>(plan)),
+          bases(reinterpret_cast<const int32_t *>(v + n / kGroupU8 * 2)),
+          vecs(n / kGroupU8 * 2),
+          single(bases[2 * vecs] != 0) {}
+};
+static_assert(sizeof(U8GroupedVec) + 2 * sizeof(int32_t) <= 16 * kPlanU8Bytes - sizeof(int32_t),
+              "the plan and its single-window word must fit the room of the columns (at least one group)");
 
 bool plan_u8_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, void *plan) {
     if (src_count < 16 || n < kGroupU8) return false;
     const uint32_t vecs = n / kGroupU8 * 2;
     U8GroupedVec *v = static_cast<U8GroupedVec *>(plan);
     int32_t *bases = reinterpret_cast<int32_t *>(v + vecs);
+    bool all_single = true;
     for (uint32_t q = 0; q < vecs; ++q) {
         alignas(32) uint8_t ctrl[32], w[32];
-        for (uint32_t half = 0; half < 2; ++half) {
-            const uint32_t first = 16 * q + 8 * half;
-            // The half's columns are consecutive; the window starts at the first one's pair, or earlier
-            // near the row end, so that its 16 bytes stay inside the row.
+        // The window start of 8 slots from `first` (or of all 16 with count 16): their first pair, or
+        // earlier near the row end, so that its 16 bytes stay inside the row; UINT32_MAX when some pair
+        // lies beyond its 16 bytes.
+        const auto window = [&](uint32_t first, uint32_t count) {
             uint32_t lo = UINT32_MAX, hi = 0;
-            for (uint32_t l = 0; l < 8; ++l) {
+            for (uint32_t l = 0; l < count; ++l) {
                 const uint32_t c = u8_group_column(first + l, n);
                 lo = uint32_t(kx[c]) < lo ? uint32_t(kx[c]) : lo;
                 hi = uint32_t(kx[c]) + 1 > hi ? uint32_t(kx[c]) + 1 : hi;
             }
             const uint32_t base = lo + 16 <= src_count ? lo : src_count - 16;
-            if (hi - base > 15) return false;
+            return hi - base > 15 ? UINT32_MAX : base;
+        };
+        const uint32_t whole = window(16 * q, 16);
+        all_single = all_single && whole != UINT32_MAX;
+        for (uint32_t half = 0; half < 2; ++half) {
+            const uint32_t first = 16 * q + 8 * half;
+            const uint32_t base = whole != UINT32_MAX ? whole : window(first, 8);
+            if (base == UINT32_MAX) return false;
             bases[2 * q + half] = int32_t(base);
             for (uint32_t l = 0; l < 8; ++l) {
                 const uint32_t c = u8_group_column(first + l, n);
@@ -175,33 +201,49 @@ bool plan_u8_grouped_avx2(const int32_t *kx, const uint32_t *w01, uint32_t n, ui
         v[q].ctrl = _mm256_load_si256(reinterpret_cast<const __m256i *>(ctrl));
         v[q].w = _mm256_load_si256(reinterpret_cast<const __m256i *>(w));
     }
+    bases[2 * vecs] = all_single ? 1 : 0;
     return true;
 }
 
+// The grouped stored values of plan vector q (16 slots) of a source row: g = h - 32768 + 128. With a
+// single window per vector, one 16-byte load serves both halves.
+template <bool kSingle>
+inline __m256i h_u8_grouped_vec(const uint8_t *src, const U8GroupedPlan &p, uint32_t q) {
+    const __m256i flip = _mm256_set1_epi8(int8_t(0x80)), bias = _mm256_set1_epi16(128);
+    // SAFETY: every window start is at most src_count - 16 (checked by the plan).
+    __m256i window;
+    if constexpr (kSingle) {
+        window = _mm256_broadcastsi128_si256(
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(p.bases[2 * q]))));
+    } else {
+        uint64_t pair;  // both window starts in one load
+        std::memcpy(&pair, p.bases + 2 * q, sizeof(pair));
+        window = _mm256_inserti128_si256(
+            _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src + uint32_t(pair)))),
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + (pair >> 32))), 1);
+    }
+    const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), _mm256_load_si256(&p.v[q].ctrl));
+    return _mm256_add_epi16(_mm256_maddubs_epi16(_mm256_load_si256(&p.v[q].w), pairs), bias);
+}
+
 // The stored rows of kRows source rows, reading the plan once for all of them.
+template <int kRows, bool kSingle>
+void h_u8_grouped_rows(const uint8_t *const *src, const U8GroupedPlan &p, const int32_t *kx, const uint32_t *w01,
+                       uint32_t n, int16_t *const *g) {
+    for (uint32_t q = 0; q < p.vecs; ++q)
+        for (int r = 0; r < kRows; ++r)
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(g[r] + 16 * q), h_u8_grouped_vec<kSingle>(src[r], p, q));
+    for (int r = 0; r < kRows; ++r) h_u8_grouped_c(src[r], kx, w01, 16 * p.vecs, n, n, g[r]);
+}
+
 template <int kRows>
 void h_u8_grouped_rows(const uint8_t *const *src, const void *plan, const int32_t *kx, const uint32_t *w01,
                        uint32_t n, int16_t *const *g) {
-    const uint32_t vecs = n / kGroupU8 * 2;
-    const U8GroupedVec *v = static_cast<const U8GroupedVec *>(plan);
-    const int32_t *bases = reinterpret_cast<const int32_t *>(v + vecs);
-    const __m256i flip = _mm256_set1_epi8(int8_t(0x80)), bias = _mm256_set1_epi16(128);
-    for (uint32_t q = 0; q < vecs; ++q) {
-        // SAFETY: every window start is at most src_count - 16 (checked by the plan).
-        uint64_t pair;  // both window starts in one load
-        std::memcpy(&pair, bases + 2 * q, sizeof(pair));
-        const __m256i ctrl = _mm256_load_si256(&v[q].ctrl), w = _mm256_load_si256(&v[q].w);
-        for (int r = 0; r < kRows; ++r) {
-            const __m256i window = _mm256_inserti128_si256(
-                _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(src[r] + uint32_t(pair)))),
-                _mm_loadu_si128(reinterpret_cast<const __m128i *>(src[r] + (pair >> 32))), 1);
-            const __m256i pairs = _mm256_shuffle_epi8(_mm256_xor_si256(window, flip), ctrl);
-            // h - 32768 + 128 = g.
-            const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(w, pairs), bias);
-            _mm256_storeu_si256(reinterpret_cast<__m256i *>(g[r] + 16 * q), sum);
-        }
-    }
-    for (int r = 0; r < kRows; ++r) h_u8_grouped_c(src[r], kx, w01, 16 * vecs, n, n, g[r]);
+    const U8GroupedPlan p(plan, n);
+    if (p.single)
+        h_u8_grouped_rows<kRows, true>(src, p, kx, w01, n, g);
+    else
+        h_u8_grouped_rows<kRows, false>(src, p, kx, w01, n, g);
 }
 
 void h_u8_grouped_avx2(const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
@@ -264,27 +306,77 @@ class RowWriter {
 // 32-bit lane hold the result minus 128, a signed byte. The stored column order puts the even columns
 // of 8 in the low and the odd ones in the high 16 bits, so a blend gathers 8 columns in order, and the
 // signed pack (exact) joins the two 16-column halves.
-template <bool kStream>
-void v_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t n, uint8_t *dst) {
-    const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
-    const __m256i flip = _mm256_set1_epi8(int8_t(0x80));
-    RowWriter out(dst, kStream);
-    const uint32_t full = n / kGroupU8 * kGroupU8;
-    for (uint32_t i = 0; i < full; i += kGroupU8) {
+struct U8Pairs {
+    __m256i lo_a, hi_a, lo_b, hi_b;  // (g0, g1) of slots [i, i + 16) and [i + 16, i + 32), unpacked
+    U8Pairs(const int16_t *g0, const int16_t *g1, uint32_t i) {
         const __m256i a0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g0 + i));
         const __m256i a1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g1 + i));
         const __m256i b0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g0 + i + 16));
         const __m256i b1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(g1 + i + 16));
-        const __m256i ae = _mm256_madd_epi16(_mm256_unpacklo_epi16(a0, a1), w);
-        const __m256i ao = _mm256_madd_epi16(_mm256_unpackhi_epi16(a0, a1), w);
-        const __m256i be = _mm256_madd_epi16(_mm256_unpacklo_epi16(b0, b1), w);
-        const __m256i bo = _mm256_madd_epi16(_mm256_unpackhi_epi16(b0, b1), w);
-        const __m256i a = _mm256_blend_epi16(_mm256_srli_epi32(ae, 16), ao, 0xAA);
-        const __m256i b = _mm256_blend_epi16(_mm256_srli_epi32(be, 16), bo, 0xAA);
-        out.put(i, _mm256_xor_si256(_mm256_packs_epi16(a, b), flip));
+        lo_a = _mm256_unpacklo_epi16(a0, a1);
+        hi_a = _mm256_unpackhi_epi16(a0, a1);
+        lo_b = _mm256_unpacklo_epi16(b0, b1);
+        hi_b = _mm256_unpackhi_epi16(b0, b1);
     }
+    // The 32 destination bytes under the weights w = wy0 | wy1 << 16 in every 32-bit lane.
+    __m256i bytes(__m256i w) const {
+        const __m256i a = _mm256_blend_epi16(_mm256_srli_epi32(_mm256_madd_epi16(lo_a, w), 16),
+                                             _mm256_madd_epi16(hi_a, w), 0xAA);
+        const __m256i b = _mm256_blend_epi16(_mm256_srli_epi32(_mm256_madd_epi16(lo_b, w), 16),
+                                             _mm256_madd_epi16(hi_b, w), 0xAA);
+        return _mm256_xor_si256(_mm256_packs_epi16(a, b), _mm256_set1_epi8(int8_t(0x80)));
+    }
+};
+
+template <bool kStream>
+void v_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t wy1, uint32_t n, uint8_t *dst) {
+    const __m256i w = _mm256_set1_epi32(int32_t(wy0 | (wy1 << 16)));
+    RowWriter out(dst, kStream);
+    const uint32_t full = n / kGroupU8 * kGroupU8;
+    for (uint32_t i = 0; i < full; i += kGroupU8) out.put(i, U8Pairs(g0, g1, i).bytes(w));
     out.finish();
     v_u8_grouped_c(g0, g1, wy0, wy1, full, n, n, dst);
+}
+
+// One pass over the pair (g0, g1) for kRows destination rows, with the stored row of the next source
+// row computed alongside (kH: 0 none, 1 single windows, 2 two windows a vector). The destination rows
+// are written as v_u8_grouped writes them, one RowWriter each; g as h_u8_grouped gives it.
+template <int kRows, int kH, bool kStream>
+void vh_u8_pass(const int16_t *g0, const int16_t *g1, const uint32_t *wy, uint8_t *const *dst, const uint8_t *src,
+                const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n, int16_t *g) {
+    const U8GroupedPlan p(plan, n);
+    __m256i w[kRows];
+    RowWriter out[2] = {RowWriter(dst[0], kStream), RowWriter(dst[kRows - 1], kStream)};
+    for (int r = 0; r < kRows; ++r) w[r] = _mm256_set1_epi32(int32_t(wy[2 * r] | (wy[2 * r + 1] << 16)));
+    const uint32_t groups = n / kGroupU8;
+    for (uint32_t q = 0; q < groups; ++q) {
+        const uint32_t i = q * kGroupU8;
+        if constexpr (kH != 0) {
+            for (uint32_t k = 0; k < 2; ++k)
+                _mm256_storeu_si256(reinterpret_cast<__m256i *>(g + i + 16 * k),
+                                    h_u8_grouped_vec<kH == 1>(src, p, 2 * q + k));
+        }
+        const U8Pairs pairs(g0, g1, i);
+        for (int r = 0; r < kRows; ++r) out[r].put(i, pairs.bytes(w[r]));
+    }
+    for (int r = 0; r < kRows; ++r) {
+        out[r].finish();
+        v_u8_grouped_c(g0, g1, wy[2 * r], wy[2 * r + 1], groups * kGroupU8, n, n, dst[r]);
+    }
+    if constexpr (kH != 0) h_u8_grouped_c(src, kx, w01, groups * kGroupU8, n, n, g);
+}
+
+template <bool kStream>
+void vh_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t rows, const uint32_t *wy, uint8_t *const *dst,
+                   const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                   int16_t *g) {
+    const int h = src == nullptr ? 0 : U8GroupedPlan(plan, n).single ? 1 : 2;
+    using Pass = void (*)(const int16_t *, const int16_t *, const uint32_t *, uint8_t *const *, const uint8_t *,
+                          const void *, const int32_t *, const uint32_t *, uint32_t, int16_t *);
+    static constexpr Pass kPasses[2][3] = {
+        {vh_u8_pass<1, 0, kStream>, vh_u8_pass<1, 1, kStream>, vh_u8_pass<1, 2, kStream>},
+        {vh_u8_pass<2, 0, kStream>, vh_u8_pass<2, 1, kStream>, vh_u8_pass<2, 2, kStream>}};
+    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, plan, kx, w01, n, g);
 }
 
 // Grouped 16-bit rows. Plan: for every 16 columns the byte shuffle controls and the (wx0, wx1) weights
@@ -643,7 +735,8 @@ const resize2d_rows &resize2d_avx2_rows() {
                                        plan_u8_grouped_avx2, h_u8_grouped_avx2, v_u8_grouped<false>,
                                        v_u8_grouped<true>, plan_u16_grouped_avx2, h_u16_grouped_avx2,
                                        v_u16_grouped<false>, v_u16_grouped<true>,
-                                       h2_u8_grouped_avx2, h2_u16_grouped_avx2};
+                                       h2_u8_grouped_avx2, h2_u16_grouped_avx2,
+                                       vh_u8_grouped<false>, vh_u8_grouped<true>};
     return rows;
 }
 

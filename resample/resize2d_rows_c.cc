@@ -106,7 +106,7 @@ const resize2d_rows &resize2d_c_rows() {
                                        v_row_u16_c, v_row_i32_c, v_row_u32_c, h_row_f32_c, v_row_f32_c,
                                        v_row_u8_c, v_row_u16_c, v_row_i32_c, v_row_u32_c, v_row_f32_c, nullptr, nullptr,
                                        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr};
+                                       nullptr, nullptr, nullptr, nullptr};
     return rows;
 }
 

@@ -185,7 +185,7 @@ const resize2d_rows &resize2d_sse41_rows() {
                                        h_row_f32_sse41, v_row_f32_sse41,
                                        v_row_u8_sse41, v_row_u16_sse41, v_row_i32_sse41, v_row_u32_sse41, v_row_f32_sse41, nullptr, nullptr,
                                        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr};
+                                       nullptr, nullptr, nullptr, nullptr};
     return rows;
 }
 

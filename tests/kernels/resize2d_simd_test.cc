@@ -99,6 +99,7 @@ std::vector<test::IsaRows<resize2d_rows>> row_sets() {
         r.v_f32 = r.v_f32_stream;
         r.v_u8_grouped = r.v_u8_grouped_stream;
         r.v_u16_grouped = r.v_u16_grouped_stream;
+        r.vh_u8_grouped = r.vh_u8_grouped_stream;
         streaming.push_back(r);
     }
     const size_t plain = sets.size();
