@@ -1,7 +1,11 @@
 // Scaling kernels against their closest OpenCV and libyuv equivalents on camera-sized planes: bilinear
 // resize (u8, u16, float), nearest-neighbour (the four kernels) and area downscale, one thread. Every
 // round times each contender once, in turn (interleaved), and the table reports medians of the thread's
-// CPU time, the ratio of ours to the best peer, and ours against a memcpy of the destination bytes.
+// CPU time, the ratio of ours to the best peer (the peer with the lowest median), and ours against a
+// memcpy of the destination bytes. Both ratios are paired: the median over the rounds of the ratio of
+// the two times taken in the same round, so that a slow stretch of the machine (other work on the
+// host, memory traffic of neighbours) slows both sides of a ratio alike; "med/med", the ratio of the
+// two medians, is printed beside it.
 //
 //   oz_bench_resample_scale_bench [rounds] [filter]  the interleaved table (default 15 rounds), only
 //                                                    the cases whose name contains filter when given
@@ -269,8 +273,8 @@ int run_table(int rounds, const char *filter) {
         cases.erase(std::remove_if(cases.begin(), cases.end(),
                                    [&](const Case &c) { return c.name.find(filter) == std::string::npos; }),
                     cases.end());
-    std::printf("%-44s %9s %9s %-32s %7s %9s %8s\n", "case", "ours ms", "peer ms", "best peer", "ratio", "memcpy ms",
-                "/memcpy");
+    std::printf("%-44s %9s %9s %-32s %7s %7s %9s %8s\n", "case", "ours ms", "peer ms", "best peer", "ratio",
+                "med/med", "memcpy ms", "/memcpy");
     for (Case &c : cases) {
         std::vector<uint8_t> from(c.dst_bytes, 1), to(c.dst_bytes, 2);
         const Contender copy{"memcpy", [&] {
@@ -285,13 +289,21 @@ int run_table(int rounds, const char *filter) {
             for (size_t k = 0; k < all.size(); ++k) t[k].push_back(time_ms(all[k]->run));
         const double ours = median(t[0]), mem = median(t[1]);
         double best = 0;
+        size_t best_k = 0;
         std::string best_name = "(no peer built)";
         for (size_t k = 2; k < all.size(); ++k) {
             const double m = median(t[k]);
-            if (best == 0 || m < best) best = m, best_name = all[k]->name;
+            if (best == 0 || m < best) best = m, best_name = all[k]->name, best_k = k;
         }
-        std::printf("%-44s %9.3f %9.3f %-32s %7.2f %9.3f %8.2f\n", c.name.c_str(), ours, best, best_name.c_str(),
-                    best > 0 ? ours / best : 0.0, mem, ours / mem);
+        // Per-round ratios of ours to another contender, and their median.
+        const auto paired = [&](size_t k) {
+            std::vector<double> r;
+            for (int i = 0; i < rounds; ++i) r.push_back(t[0][i] / t[k][i]);
+            return median(r);
+        };
+        std::printf("%-44s %9.3f %9.3f %-32s %7.2f %7.2f %9.3f %8.2f\n", c.name.c_str(), ours, best,
+                    best_name.c_str(), best > 0 ? paired(best_k) : 0.0, best > 0 ? ours / best : 0.0, mem,
+                    paired(1));
         for (size_t k = 2; k < all.size(); ++k)
             std::printf("    %-40s %9.3f\n", all[k]->name.c_str(), median(t[k]));
     }
