@@ -6,14 +6,22 @@
 // and is not counted as a peer. The semantics differ (corner-aligned mapping, border rule, output
 // format), so this compares equal work, not equal output.
 //
-// Defaults: 21 repetitions of at least 0.2 s each, randomly interleaved; the table at the end gives
-// the median of each contender and the ratio ours / best peer. Any Google Benchmark flag overrides.
+//   oz_bench_resample_bicubic_bench [rounds] [filter]  the interleaved table (default 21 rounds): every
+//       round calls each contender of a case once, in turn; the table gives each contender's median
+//       time and the ratio ours / best peer (the peer with the lowest median), paired: the median over
+//       the rounds of the ratio of the two times of the same round, so that a slow stretch of the
+//       machine slows both sides alike ("med/med", the ratio of the medians, beside it). Only the
+//       cases whose name contains filter when given.
+//   oz_bench_resample_bicubic_bench --gbench ...  the same contenders as Google Benchmark cases, 21
+//       repetitions of at least 0.2 s each, randomly interleaved; any Google Benchmark flag overrides.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -164,24 +172,60 @@ std::vector<Contender> contenders() {
     return list;
 }
 
-// Keeps the median of every benchmark while printing as usual.
-class MedianReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &r : runs)
-            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
-                medians[r.run_name.function_name] = r.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
+double now_ms() {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
+}
+
+int run_table(int rounds, const char *filter) {
+    const std::vector<Contender> list = contenders();
+    std::vector<std::string> groups;
+    for (const Contender &c : list)
+        if ((filter == nullptr || c.group.find(filter) != std::string::npos) &&
+            std::find(groups.begin(), groups.end(), c.group) == groups.end())
+            groups.push_back(c.group);
+    std::printf("| kernel, sizes | contender | median ms | ours / best peer | med/med |\n|---|---|---|---|---|\n");
+    for (const std::string &g : groups) {
+        std::vector<const Contender *> members;
+        for (const Contender &c : list)
+            if (c.group == g) members.push_back(&c);
+        std::vector<std::vector<double>> t(members.size());
+        for (const Contender *c : members) c->run();  // warm-up: page faults, caches, lazy initialisation
+        for (int r = 0; r < rounds; ++r)
+            for (size_t k = 0; k < members.size(); ++k) {
+                const double t0 = now_ms();
+                members[k]->run();
+                t[k].push_back(now_ms() - t0);
+            }
+        size_t ours = members.size(), best = members.size();
+        for (size_t k = 0; k < members.size(); ++k) {
+            if (members[k]->ours) ours = k;
+            if (members[k]->peer && (best == members.size() || median(t[k]) < median(t[best]))) best = k;
+        }
+        for (size_t k = 0; k < members.size(); ++k) {
+            std::string paired, plain;
+            if (k == ours && best < members.size()) {
+                std::vector<double> r;
+                for (int i = 0; i < rounds; ++i) r.push_back(t[ours][i] / t[best][i]);
+                char buf[32];
+                std::snprintf(buf, sizeof buf, "%.2f", median(r));
+                paired = buf;
+                std::snprintf(buf, sizeof buf, "%.2f", median(t[ours]) / median(t[best]));
+                plain = buf;
+            }
+            std::printf("| %s | %s | %.2f | %s | %s |\n", g.c_str(), members[k]->who.c_str(), median(t[k]),
+                        paired.c_str(), plain.c_str());
+        }
     }
-    std::map<std::string, double> medians;  // milliseconds
-};
+    return 0;
+}
 
-}  // namespace
-
-int main(int argc, char **argv) {
-#ifdef OZ_BENCH_HAVE_OPENCV
-    cv::setNumThreads(1);
-#endif
+int run_gbench(int argc, char **argv) {
     std::vector<char *> args(argv, argv + argc);
     static char reps[] = "--benchmark_repetitions=21";
     static char min_time[] = "--benchmark_min_time=0.2";
@@ -190,8 +234,7 @@ int main(int argc, char **argv) {
     args.insert(args.begin() + 1, {reps, min_time, interleave, aggregates});
     int n = int(args.size());
     benchmark::Initialize(&n, args.data());
-
-    const std::vector<Contender> list = contenders();
+    static const std::vector<Contender> list = contenders();
     for (const Contender &c : list)
         benchmark::RegisterBenchmark((c.group + " | " + c.who).c_str(),
                                      [&c](benchmark::State &state) {
@@ -199,38 +242,20 @@ int main(int argc, char **argv) {
                                      })
             ->Unit(benchmark::kMillisecond)
             ->UseRealTime();
-
-    MedianReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-
-    std::printf(
-        "\n| kernel, sizes | contender | median ms | ours / best peer |\n|---|---|---|---|\n");
-    std::vector<std::string> groups;
-    for (const Contender &c : list)
-        if (std::find(groups.begin(), groups.end(), c.group) == groups.end())
-            groups.push_back(c.group);
-    for (const std::string &g : groups) {
-        double ours = 0, best = 0;
-        std::string best_who;
-        for (const Contender &c : list) {
-            if (c.group != g) continue;
-            const auto it = reporter.medians.find(c.group + " | " + c.who);
-            if (it == reporter.medians.end()) continue;
-            if (c.ours) ours = it->second;
-            if (c.peer && (best == 0 || it->second < best)) {
-                best = it->second;
-                best_who = c.who;
-            }
-        }
-        for (const Contender &c : list) {
-            if (c.group != g) continue;
-            const auto it = reporter.medians.find(c.group + " | " + c.who);
-            if (it == reporter.medians.end()) continue;
-            std::printf("| %s | %s | %.2f | %s |\n", g.c_str(), c.who.c_str(), it->second,
-                        c.ours && best > 0 ? std::to_string(ours / best).substr(0, 4).c_str() : "");
-        }
-        (void)best_who;
-    }
+    benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+#ifdef OZ_BENCH_HAVE_OPENCV
+    cv::setNumThreads(1);
+#endif
+    if (argc > 1 && std::strcmp(argv[1], "--gbench") == 0) {
+        argv[1] = argv[0];
+        return run_gbench(argc - 1, argv + 1);
+    }
+    return run_table(argc > 1 ? std::max(1, std::atoi(argv[1])) : 21, argc > 2 ? argv[2] : nullptr);
 }
