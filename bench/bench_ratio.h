@@ -1,14 +1,30 @@
-// Console reporter that also keeps each benchmark's time per iteration, so a benchmark program can
-// print ratios against a baseline measured in the same run.
+// Ratios against a baseline measured in the same run: a console reporter that keeps each benchmark's
+// time per iteration, and the medians of interleaved rounds (each round times every contender once).
 #pragma once
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace oz::bench {
+
+inline double median(std::vector<double> v) {
+    if (v.empty()) return 0.0;
+    std::sort(v.begin(), v.end());
+    return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
+}
+
+// The median over the rounds of a[i] / b[i], the two times of round i: a slow stretch of the machine
+// (other work on the host, neighbours' memory traffic) slows both sides of a round's ratio alike.
+inline double paired_ratio(const std::vector<double> &a, const std::vector<double> &b) {
+    std::vector<double> r;
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i) r.push_back(a[i] / b[i]);
+    return median(r);
+}
 
 class RatioReporter : public benchmark::ConsoleReporter {
   public:

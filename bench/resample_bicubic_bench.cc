@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_ratio.h"
 #include "oz_resample.h"
 
 #ifdef OZ_BENCH_HAVE_OPENCV
@@ -37,6 +38,9 @@
 #endif
 
 namespace {
+
+using oz::bench::median;
+using oz::bench::paired_ratio;
 
 constexpr int kSrcW = 1920, kSrcH = 1080;
 
@@ -177,10 +181,6 @@ double now_ms() {
         .count();
 }
 
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
-}
 
 int run_table(int rounds, const char *filter) {
     const std::vector<Contender> list = contenders();
@@ -210,10 +210,8 @@ int run_table(int rounds, const char *filter) {
         for (size_t k = 0; k < members.size(); ++k) {
             std::string paired, plain;
             if (k == ours && best < members.size()) {
-                std::vector<double> r;
-                for (int i = 0; i < rounds; ++i) r.push_back(t[ours][i] / t[best][i]);
                 char buf[32];
-                std::snprintf(buf, sizeof buf, "%.2f", median(r));
+                std::snprintf(buf, sizeof buf, "%.2f", paired_ratio(t[ours], t[best]));
                 paired = buf;
                 std::snprintf(buf, sizeof buf, "%.2f", median(t[ours]) / median(t[best]));
                 plain = buf;

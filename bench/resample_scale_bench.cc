@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_ratio.h"
 #include "oz_resample.h"
 
 #ifdef OZ_BENCH_HAVE_OPENCV
@@ -36,6 +37,9 @@
 #endif
 
 namespace {
+
+using oz::bench::median;
+using oz::bench::paired_ratio;
 
 struct Contender {
     std::string name;
@@ -261,10 +265,6 @@ double time_ms(const std::function<void()> &f) {
     return thread_ms() - t0;
 }
 
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
-}
 
 int run_table(int rounds, const char *filter) {
     Buffers buf;
@@ -295,12 +295,7 @@ int run_table(int rounds, const char *filter) {
             const double m = median(t[k]);
             if (best == 0 || m < best) best = m, best_name = all[k]->name, best_k = k;
         }
-        // Per-round ratios of ours to another contender, and their median.
-        const auto paired = [&](size_t k) {
-            std::vector<double> r;
-            for (int i = 0; i < rounds; ++i) r.push_back(t[0][i] / t[k][i]);
-            return median(r);
-        };
+        const auto paired = [&](size_t k) { return paired_ratio(t[0], t[k]); };
         std::printf("%-44s %9.3f %9.3f %-32s %7.2f %7.2f %9.3f %8.2f\n", c.name.c_str(), ours, best,
                     best_name.c_str(), best > 0 ? paired(best_k) : 0.0, best > 0 ? ours / best : 0.0, mem,
                     paired(1));
