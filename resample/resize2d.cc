@@ -292,10 +292,11 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             }
         };
         int64_t asked = -1;  // source rows up to this one have been asked for
-        // Asks for source rows up to `last` (not beyond the last row read) not yet held or asked for.
-        const auto ask = [&](int64_t last) {
+        // Asks for the source rows [first, last] (not beyond the last row read) that are neither held nor
+        // asked for already: each row once.
+        const auto ask = [&](int64_t first, int64_t last) {
             last = last < last_row ? last : last_row;
-            for (int64_t r = asked + 1; r <= last; ++r)
+            for (int64_t r = first > asked ? first : asked + 1; r <= last; ++r)
                 if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
             asked = last > asked ? last : asked;
         };
@@ -326,7 +327,7 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
                 const int64_t next = ky + 2;
                 const bool compute = next <= last_row && cache.find(next) < 0;
                 const int slot = compute ? cache.spare(ky, ky + 1) : -1;
-                ask(next + 1 + kAheadRows);
+                ask(next, next + 1 + kAheadRows);
                 kernel.pass(hrow[cache.find(ky)], hrow[cache.find(ky + 1)], count, wy, rows, stream,
                             compute ? job.src + size_t(next) * job.stride : nullptr, kx, w01, n,
                             compute ? hrow[slot] : nullptr);
@@ -347,11 +348,7 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
                 // them up to kAheadRows further, so that the rows computed two at a time arrive early;
                 // each row is asked for once.
                 const int64_t next = fixed_tap(py + step_y, f).k;
-                const int64_t last = two_rows ? (next + 1 + kAheadRows < last_row ? next + 1 + kAheadRows : last_row)
-                                              : next + 1;
-                for (int64_t r = next > asked ? next : asked + 1; r <= last; ++r)
-                    if (cache.find(r) < 0) prefetch_row(job.src + size_t(r) * job.stride + first_col, cols);
-                asked = last > asked ? last : asked;
+                ask(next, two_rows ? next + 1 + kAheadRows : next + 1);
             }
             const size_t first = size_t(j) * job.dst_width + strip;
             if (job.dst_step == 1) {

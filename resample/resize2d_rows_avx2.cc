@@ -343,8 +343,7 @@ void v_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t wy0, uint32_t w
 // are written as v_u8_grouped writes them, one RowWriter each; g as h_u8_grouped gives it.
 template <int kRows, int kH, bool kStream>
 void vh_u8_pass(const int16_t *g0, const int16_t *g1, const uint32_t *wy, uint8_t *const *dst, const uint8_t *src,
-                const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n, int16_t *g) {
-    const U8GroupedPlan p(plan, n);
+                const U8GroupedPlan &p, const int32_t *kx, const uint32_t *w01, uint32_t n, int16_t *g) {
     __m256i w[kRows];
     RowWriter out[2] = {RowWriter(dst[0], kStream), RowWriter(dst[kRows - 1], kStream)};
     for (int r = 0; r < kRows; ++r) w[r] = _mm256_set1_epi32(int32_t(wy[2 * r] | (wy[2 * r + 1] << 16)));
@@ -370,13 +369,14 @@ template <bool kStream>
 void vh_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t rows, const uint32_t *wy, uint8_t *const *dst,
                    const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
                    int16_t *g) {
-    const int h = src == nullptr ? 0 : U8GroupedPlan(plan, n).single ? 1 : 2;
+    const U8GroupedPlan p(plan, n);
+    const int h = src == nullptr ? 0 : p.single ? 1 : 2;
     using Pass = void (*)(const int16_t *, const int16_t *, const uint32_t *, uint8_t *const *, const uint8_t *,
-                          const void *, const int32_t *, const uint32_t *, uint32_t, int16_t *);
+                          const U8GroupedPlan &, const int32_t *, const uint32_t *, uint32_t, int16_t *);
     static constexpr Pass kPasses[2][3] = {
         {vh_u8_pass<1, 0, kStream>, vh_u8_pass<1, 1, kStream>, vh_u8_pass<1, 2, kStream>},
         {vh_u8_pass<2, 0, kStream>, vh_u8_pass<2, 1, kStream>, vh_u8_pass<2, 2, kStream>}};
-    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, plan, kx, w01, n, g);
+    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, p, kx, w01, n, g);
 }
 
 // Grouped 16-bit rows. Plan: for every 16 columns the byte shuffle controls and the (wx0, wx1) weights
