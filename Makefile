@@ -3,7 +3,7 @@
 #               UndefinedBehaviorSanitizer with short fuzzing runs, then ThreadSanitizer on the
 #               reentrancy suite. Installs missing Debian packages first when run as root.
 #   make demo   builds everything and runs ozcmc on the bundled example.
-#   make bench  builds and runs the benchmarks.
+#   make bench  installs the peers (OpenCV, libyuv), builds and runs the benchmarks.
 #   make fuzz   builds the libFuzzer targets and runs each for FUZZ_SECONDS.
 #   make coverage  line and branch coverage of the library with gcovr.
 
@@ -19,6 +19,8 @@ FUZZ_SECONDS ?= 60
 PACKAGES = cmake ninja-build g++ clang libclang-rt-14-dev ccache libgtest-dev libgmock-dev \
            libbenchmark-dev libcli11-dev nlohmann-json3-dev libpng-dev binutils valgrind gcovr \
            pkgconf abigail-tools
+# The peers the resampling benchmarks compare against; only `make bench` needs them.
+BENCH_PACKAGES = libopencv-dev libyuv-dev
 
 LAUNCHER = $(shell command -v ccache >/dev/null 2>&1 && echo -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 
@@ -85,6 +87,7 @@ demo: deps
 	@echo "The rendered images are in $(DEMO_DIR)/"
 
 bench: deps
+	@./scripts/install-deps.sh $(BENCH_PACKAGES)
 	cmake -S . -B $(BUILD) -G Ninja -DOZ_BUILD_BENCH=ON $(LAUNCHER) $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS)
 	for b in $(BUILD)/bench/oz_bench_*; do $$b; done
