@@ -43,10 +43,10 @@ uint32_t area_check(const S *const *src_planes, D *const *dst_planes, uint16_t s
     return kStatusDone;
 }
 
-template <class T, class RowFn>
+template <class T>
 void area_planes(const T *const *src_planes, uint16_t *const *dst_planes, uint16_t src_width,
                  uint16_t dst_width, uint16_t dst_height, uint16_t plane_count, const AreaGeometry &g,
-                 float inv_src, float out_scale, RowFn row_fn) {
+                 float inv_src, float out_scale, void (*block_fn)(const AreaBlock<T> &, uint32_t)) {
     AreaRow row{};
     row.stride = src_width;
     row.readable = src_width - g.x;
@@ -59,15 +59,23 @@ void area_planes(const T *const *src_planes, uint16_t *const *dst_planes, uint16
     for (uint32_t p = 0; p < plane_count; ++p) {
         const T *plane = src_planes[p] + size_t(g.y) * src_width + g.x;
         uint16_t *dst = dst_planes[p];
-        // Row span of destination row j: from the previous row's end (yi', yf') to (yi, yf).
+        // Row span of destination row j: from the previous row's end (yi', yf') to (yi, yf). Rows
+        // go to the row set kAreaBlockRows at a time.
         SpanEnd prev = {0, 0.0f};
+        AreaBlock<T> block;
+        block.count = 0;
         for (uint32_t j = 1; j <= dst_height; ++j) {
             const SpanEnd cur = area_span_end(j, g.fy, height);
             row.row_count = cur.whole - prev.whole + (cur.frac != 0.0f ? 1u : 0u);
             row.row_weight_first = 1.0f - prev.frac;
             row.row_weight_last = cur.frac != 0.0f ? cur.frac : 1.0f;
-            row_fn(plane + size_t(prev.whole) * src_width, row, dst + size_t(j - 1) * dst_width, 0,
-                   dst_width);
+            block.src[block.count] = plane + size_t(prev.whole) * src_width;
+            block.dst[block.count] = dst + size_t(j - 1) * dst_width;
+            block.row[block.count] = row;
+            if (++block.count == kAreaBlockRows || j == dst_height) {
+                block_fn(block, dst_width);
+                block.count = 0;
+            }
             prev = cur;
         }
     }

@@ -24,16 +24,29 @@ struct AreaRow {
     float out_scale;        // 2^dst_fraction_bits (16-bit sources)
 };
 
+// Up to kAreaBlockRows destination rows of one plane, handed to a row set together: every row has the
+// same column spans, so a row set works them out once per group of columns and uses them for each row.
+inline constexpr uint32_t kAreaBlockRows = 4;
+
+template <class T>
+struct AreaBlock {
+    uint32_t count;                    // rows in the block, 1 .. kAreaBlockRows
+    const T *src[kAreaBlockRows];      // each row's span's first source row, at the rectangle's first column
+    uint16_t *dst[kAreaBlockRows];     // each row's destination row
+    AreaRow row[kAreaBlockRows];
+};
+
 // Writes destination columns [begin, end) of one row. src points at the span's first row, at the
 // rectangle's first column.
-using area_row_f32_fn = void (*)(const float *src, const AreaRow &row, uint16_t *dst, uint32_t begin,
-                                 uint32_t end);
-using area_row_u16_fn = void (*)(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t begin,
-                                 uint32_t end);
+template <class T>
+using area_row_fn = void (*)(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end);
+// Writes every destination column of every row of a block.
+using area_block_f32_fn = void (*)(const AreaBlock<float> &block, uint32_t dst_width);
+using area_block_u16_fn = void (*)(const AreaBlock<uint16_t> &block, uint32_t dst_width);
 
 struct area_rows {
-    area_row_f32_fn f32_to_u16p10;
-    area_row_u16_fn u16_to_u16;
+    area_block_f32_fn f32_to_u16p10;
+    area_block_u16_fn u16_to_u16;
 };
 
 // Scalar definitions (also the tails of the vector rows).

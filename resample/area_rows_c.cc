@@ -59,8 +59,18 @@ void area_row_u16_to_u16_c(const uint16_t *src, const AreaRow &row, uint16_t *ds
     }
 }
 
+namespace {
+
+template <class T, area_row_fn<T> kRow>
+void area_block_c(const AreaBlock<T> &block, uint32_t dst_width) {
+    for (uint32_t k = 0; k < block.count; ++k) kRow(block.src[k], block.row[k], block.dst[k], 0, dst_width);
+}
+
+}  // namespace
+
 const area_rows &area_c_rows() {
-    static const area_rows rows = {area_row_f32_to_u16p10_c, area_row_u16_to_u16_c};
+    static const area_rows rows = {area_block_c<float, area_row_f32_to_u16p10_c>,
+                                   area_block_c<uint16_t, area_row_u16_to_u16_c>};
     return rows;
 }
 

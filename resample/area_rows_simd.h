@@ -20,19 +20,19 @@ namespace {
 // does not qualify.
 //
 // area_box_columns gives the footprint k of such a row (0 when it does not qualify).
-inline uint32_t area_box_columns(const AreaRow &row, uint32_t begin) {
+inline uint32_t area_box_columns(const AreaRow &row) {
     const uint32_t k = uint32_t(row.fx);
-    if (begin != 0 || float(k) != row.fx || k == 0 || row.row_weight_first != 1.0f ||
+    if (float(k) != row.fx || k == 0 || row.row_weight_first != 1.0f ||
         row.row_weight_last != 1.0f || uint64_t(k) * row.row_count > 256)
         return 0;
     return k;
 }
 
 template <class V>
-bool area_box_row_u16(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end) {
+bool area_box_row_u16(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t end) {
     using I = typename V::I;
     constexpr uint32_t L = V::kLanes;
-    const uint32_t k = area_box_columns(row, begin);
+    const uint32_t k = area_box_columns(row);
     if (k == 0) return false;
     constexpr uint32_t kColumns = 2048;  // column sums held per chunk
     alignas(32) int32_t col_sum[kColumns + 8];
@@ -70,22 +70,42 @@ bool area_box_row_u16(const uint16_t *src, const AreaRow &row, uint16_t *dst, ui
     return true;
 }
 
+// Rows that a row set produces on their own (a whole-number box, say) before the shared-span rows:
+// returns true when it has written the row.
+template <class T>
+using area_alone_fn = bool (*)(const T *src, const AreaRow &row, uint16_t *dst, uint32_t dst_width);
+
+template <class T>
+bool area_alone_none(const T *, const AreaRow &, uint16_t *, uint32_t) {
+    return false;
+}
+
+// The rows of a block that no `alone` routine took, eight (or four) destination columns at a time.
+// The column spans, their weights and masks depend only on the columns, so they are worked out once
+// per group and used for every row; each row's sum then repeats its scalar sum lane by lane.
 template <class V, class T, bool kFloatSource>
-void area_row_vec(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begin, uint32_t end,
-                  void (*scalar)(const T *, const AreaRow &, uint16_t *, uint32_t, uint32_t)) {
+void area_block_vec(const AreaBlock<T> &block, uint32_t end, area_row_fn<T> scalar, area_alone_fn<T> alone) {
     using F = typename V::F;
     using I = typename V::I;
     constexpr int L = V::kLanes;
     constexpr uint32_t kMaxChunks = 4;  // spans of up to 16 columns in the vector path
-    const F fx = V::set1(row.fx);
-    const F width = V::set1(row.width);
+    AreaBlock<T> rest;
+    rest.count = 0;
+    for (uint32_t k = 0; k < block.count; ++k) {
+        if (alone(block.src[k], block.row[k], block.dst[k], end)) continue;
+        rest.src[rest.count] = block.src[k];
+        rest.dst[rest.count] = block.dst[k];
+        rest.row[rest.count] = block.row[k];
+        ++rest.count;
+    }
+    if (rest.count == 0) return;
+    const AreaRow &shared = rest.row[0];  // the column geometry every row of the block shares
+    const F fx = V::set1(shared.fx);
+    const F width = V::set1(shared.width);
     const F one = V::set1(1.0f);
     const F zero = V::zero();
     const I lane = V::iota();
-    if constexpr (!kFloatSource) {
-        if (area_box_row_u16<V>(src, row, dst, begin, end)) return;
-    }
-    uint32_t i = begin;
+    uint32_t i = 0;
     while (i + L <= end) {
         // Span ends of the previous column and of this one (columns counted from 1).
         const I idx = V::add_i(V::set1_i(int32_t(i)), lane);
@@ -108,9 +128,9 @@ void area_row_vec(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begi
         int32_t max_count = 0;
         for (int k = 0; k < L; ++k) max_count = counts[k] > max_count ? counts[k] : max_count;
         const uint32_t chunks = (uint32_t(max_count) + 3) / 4;
-        if (uint64_t(uint32_t(start[L - 1])) + 4 * chunks > row.readable) break;
+        if (uint64_t(uint32_t(start[L - 1])) + 4 * chunks > shared.readable) break;
         if (chunks > kMaxChunks) {
-            scalar(src, row, dst, i, i + L);
+            for (uint32_t k = 0; k < rest.count; ++k) scalar(rest.src[k], rest.row[k], rest.dst[k], i, i + L);
             i += L;
             continue;
         }
@@ -127,35 +147,39 @@ void area_row_vec(const T *src, const AreaRow &row, uint16_t *dst, uint32_t begi
             mask[c] = in_span;
         }
 
-        F sum = zero;
-        for (uint32_t r = 0; r < row.row_count; ++r) {
-            const float wy_s = r == 0 ? row.row_weight_first
-                                      : (r == row.row_count - 1 ? row.row_weight_last : 1.0f);
-            const F wy = V::set1(wy_s);
-            const T *s = src + r * row.stride;
-            for (uint32_t q = 0; q < chunks; ++q) {
-                F v[4];
-                V::load_cols(s + 4 * q, start, v);
-                for (uint32_t k = 0; k < 4; ++k) {
-                    F t = V::mul(V::mul(wx[4 * q + k], wy), v[k]);
-                    // A float sample outside the span may be infinite or NaN: mask the product.
-                    if (kFloatSource) t = V::and_f(t, mask[4 * q + k]);
-                    sum = V::add(sum, t);
+        for (uint32_t k = 0; k < rest.count; ++k) {
+            const AreaRow &row = rest.row[k];
+            F sum = zero;
+            for (uint32_t r = 0; r < row.row_count; ++r) {
+                const float wy_s = r == 0 ? row.row_weight_first
+                                          : (r == row.row_count - 1 ? row.row_weight_last : 1.0f);
+                const F wy = V::set1(wy_s);
+                const T *s = rest.src[k] + r * row.stride;
+                for (uint32_t q = 0; q < chunks; ++q) {
+                    F v[4];
+                    V::load_cols(s + 4 * q, start, v);
+                    for (uint32_t c = 0; c < 4; ++c) {
+                        F t = V::mul(V::mul(wx[4 * q + c], wy), v[c]);
+                        // A float sample outside the span may be infinite or NaN: mask the product.
+                        if (kFloatSource) t = V::and_f(t, mask[4 * q + c]);
+                        sum = V::add(sum, t);
+                    }
                 }
             }
+            F value;
+            if (kFloatSource) {
+                value = V::mul(V::add(V::mul(sum, V::set1(row.inv_area)), V::set1(kAreaRoundHalf)),
+                               V::set1(1024.0f));
+            } else {
+                value = V::mul(V::add(V::mul(V::mul(sum, V::set1(row.inv_area)), V::set1(row.inv_src)),
+                                      V::set1(kAreaRoundHalf)),
+                               V::set1(row.out_scale));
+            }
+            V::store_u16(rest.dst[k] + i, V::cvtt(value));
         }
-        F value;
-        if (kFloatSource) {
-            value = V::mul(V::add(V::mul(sum, V::set1(row.inv_area)), V::set1(kAreaRoundHalf)), V::set1(1024.0f));
-        } else {
-            value = V::mul(V::add(V::mul(V::mul(sum, V::set1(row.inv_area)), V::set1(row.inv_src)),
-                                  V::set1(kAreaRoundHalf)),
-                           V::set1(row.out_scale));
-        }
-        V::store_u16(dst + i, V::cvtt(value));
         i += L;
     }
-    scalar(src, row, dst, i, end);
+    for (uint32_t k = 0; k < rest.count; ++k) scalar(rest.src[k], rest.row[k], rest.dst[k], i, end);
 }
 
 }  // namespace

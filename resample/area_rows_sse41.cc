@@ -5,20 +5,18 @@
 namespace oz {
 namespace {
 
-void area_row_f32_to_u16p10_sse41(const float *src, const AreaRow &row, uint16_t *dst, uint32_t begin,
-                                  uint32_t end) {
-    area_row_vec<Sse41, float, true>(src, row, dst, begin, end, area_row_f32_to_u16p10_c);
+void area_block_f32_to_u16p10_sse41(const AreaBlock<float> &block, uint32_t dst_width) {
+    area_block_vec<Sse41, float, true>(block, dst_width, area_row_f32_to_u16p10_c, area_alone_none<float>);
 }
 
-void area_row_u16_to_u16_sse41(const uint16_t *src, const AreaRow &row, uint16_t *dst, uint32_t begin,
-                               uint32_t end) {
-    area_row_vec<Sse41, uint16_t, false>(src, row, dst, begin, end, area_row_u16_to_u16_c);
+void area_block_u16_to_u16_sse41(const AreaBlock<uint16_t> &block, uint32_t dst_width) {
+    area_block_vec<Sse41, uint16_t, false>(block, dst_width, area_row_u16_to_u16_c, area_box_row_u16<Sse41>);
 }
 
 }  // namespace
 
 const area_rows &area_sse41_rows() {
-    static const area_rows rows = {area_row_f32_to_u16p10_sse41, area_row_u16_to_u16_sse41};
+    static const area_rows rows = {area_block_f32_to_u16p10_sse41, area_block_u16_to_u16_sse41};
     return rows;
 }
 
