@@ -18,8 +18,10 @@
 #include <algorithm>
 #include <ctime>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -66,16 +68,21 @@ std::vector<T> random_plane(size_t n, uint32_t seed) {
     return v;
 }
 
-// Buffers of one case, kept alive while its contenders run.
+// Buffers of one case, kept alive while its contenders run. Every plane starts on a 4096-byte
+// boundary, as camera frame buffers do (they are mapped pages); every contender reads and writes the
+// same planes.
 struct Buffers {
-    std::vector<std::vector<uint8_t>> blocks;
+    struct Free {
+        void operator()(void *p) const { std::free(p); }
+    };
+    std::vector<std::unique_ptr<uint8_t, Free>> blocks;
     template <class T>
     T *make(size_t n, uint32_t seed) {
-        std::vector<T> v = random_plane<T>(n, seed);
-        std::vector<uint8_t> bytes(n * sizeof(T));
-        std::memcpy(bytes.data(), v.data(), bytes.size());
-        blocks.push_back(std::move(bytes));
-        return reinterpret_cast<T *>(blocks.back().data());
+        const std::vector<T> v = random_plane<T>(n, seed);
+        const size_t bytes = (n * sizeof(T) + 4095) / 4096 * 4096;
+        blocks.emplace_back(static_cast<uint8_t *>(std::aligned_alloc(4096, bytes)));
+        std::memcpy(blocks.back().get(), v.data(), n * sizeof(T));
+        return reinterpret_cast<T *>(blocks.back().get());
     }
 };
 

@@ -66,6 +66,11 @@ class Workspace {
 // an 8 MB destination: about a third faster than stores that first read every line into the caches).
 constexpr size_t kStreamDstBytes = size_t(4) << 20;
 
+// Streamed enlargements in paired passes whose rows are n * 64 bytes long but start off a cache line
+// boundary write every row's first and last columns, the parts of the lines that rows share, apart
+// from the rest (see fixed_resize); this many bytes a row at most.
+constexpr size_t kSeamBytes = 64;
+
 // Source rows asked for beyond the next destination row's pair when every source row is read.
 constexpr int64_t kAheadRows = 3;
 
@@ -127,6 +132,7 @@ struct PlainKernel {
     using H = HS;
     static constexpr size_t kPlanBytes = 0;
     static constexpr int kSlots = 2;
+    static constexpr bool kSeams = false;
     void (*h_row)(const T *src, const int32_t *kx, const uint32_t *w01, uint32_t begin, uint32_t end,
                   uint32_t src_count, H *h);
     void (*v_row)(const H *h0, const H *h1, uint32_t wy0, uint32_t wy1, uint32_t begin, uint32_t end, Out *dst);
@@ -154,6 +160,7 @@ struct U8Kernel {
     using H = uint16_t;
     static constexpr size_t kPlanBytes = kPlanU8Bytes;
     static constexpr int kSlots = 3;
+    static constexpr bool kSeams = true;
     const resize2d_rows &rows;
     const uint8_t *plan = nullptr;
     bool grouped = false;
@@ -199,6 +206,17 @@ struct U8Kernel {
             reinterpret_cast<const int16_t *>(h0), reinterpret_cast<const int16_t *>(h1), count, wy, dst, src, plan,
             kx, w01, n, reinterpret_cast<int16_t *>(h));
     }
+    // Seam columns (see fixed_resize): the plain stored values of the first `head` and the last `tail`
+    // of the n columns of a source row, in that order, and the destination samples of such a pair.
+    void edges(const uint8_t *src, const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t head, uint32_t tail,
+               uint32_t src_count, uint16_t *e) const {
+        rows.h_u8(src, kx, w01, 0, head, src_count, e);
+        rows.h_u8(src, kx + (n - tail), w01 + (n - tail), 0, tail, src_count, e + head);
+    }
+    void edge_vertical(const uint16_t *e0, const uint16_t *e1, uint32_t wy0, uint32_t wy1, uint32_t count,
+                       uint8_t *out) const {
+        rows.v_u8(e0, e1, wy0, wy1, 0, count, out);
+    }
 };
 
 // 16-bit rows: the grouped rows when the row set has them and every window fits, else the plain ones.
@@ -207,6 +225,7 @@ struct U16Kernel {
     using H = uint32_t;
     static constexpr size_t kPlanBytes = kPlanU16Bytes;
     static constexpr int kSlots = 3;
+    static constexpr bool kSeams = false;
     const resize2d_rows &rows;
     const uint8_t *plan = nullptr;
     void prepare(const int32_t *kx, const uint32_t *w01, uint32_t n, uint32_t src_count, uint8_t *room) {
@@ -265,7 +284,39 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             kx[i] = int32_t(t.k);
             w01[i] = t.w0 | (t.w1 << 16);
         }
-        kernel.prepare(kx, w01, n, src_count, plan);
+        // Seams. A streamed destination whose rows are a whole number of 64-byte lines long but start
+        // p bytes past a line boundary (p a multiple of 16) shares one line between the last p bytes of
+        // every row and the first 64 - p bytes of the next. The paired passes then write only the inner
+        // columns [head, n - tail) of every row, which start and end on line boundaries, and every
+        // shared line is assembled from the two rows' edge columns (computed by the plain rows from
+        // edge values kept beside each stored row) and streamed at once: no line is streamed in two
+        // parts at different times, and every vector of the passes is stored aligned.
+        uint32_t head = 0, tail = 0;
+        if constexpr (Kernel::kSeams) {
+            const size_t row_bytes = size_t(job.dst_width) * sizeof(Out);
+            const uintptr_t phase = reinterpret_cast<uintptr_t>(job.dst) % 64;
+            if (stream && job.dst_step == 1 && step_y <= (1u << f) && n == job.dst_width && row_bytes % 64 == 0 &&
+                row_bytes >= 4 * kSeamBytes && phase % 16 == 0 && phase != 0 && phase % sizeof(Out) == 0) {
+                head = uint32_t((64 - phase) / sizeof(Out));
+                tail = uint32_t(phase / sizeof(Out));
+            }
+        }
+        kernel.prepare(kx + head, w01 + head, n - head - tail, src_count, plan);
+        if (head != 0 && !kernel.paired()) {
+            head = tail = 0;
+            kernel.prepare(kx, w01, n, src_count, plan);
+        }
+        // The columns the stored rows and the passes cover.
+        const int32_t *kxi = kx + head;
+        const uint32_t *w01i = w01 + head;
+        const uint32_t inner = n - head - tail;
+        // Edge values of the stored rows, by slot (kernels with seams only).
+        H edge[Kernel::kSeams ? kSlots : 1][Kernel::kSeams ? kSeamBytes : 1];
+        const auto edges = [&](const T *row, int slot) {
+            if constexpr (Kernel::kSeams) {
+                if (head != 0) kernel.edges(row, kx, w01, n, head, tail, src_count, edge[slot]);
+            }
+        };
         const uint32_t first_col = uint32_t(kx[0]), cols = uint32_t(kx[n - 1]) + 2 - first_col;
         // With every source row read (no vertical reduction), a missing row is computed together with
         // the row after it when the kernel can do two in one pass: the next destination rows need it.
@@ -284,11 +335,13 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
                 cache.held[a] = r;
                 const int b = pair ? cache.spare(lo, top) : -1;
                 if (b >= 0) {
-                    kernel.horizontal2(row, row + job.stride, kx, w01, n, src_count, hrow[a], hrow[b]);
+                    kernel.horizontal2(row, row + job.stride, kxi, w01i, inner, src_count, hrow[a], hrow[b]);
                     cache.held[b] = r + 1;
+                    edges(row + job.stride, b);
                 } else {
-                    kernel.horizontal(row, kx, w01, n, src_count, hrow[a]);
+                    kernel.horizontal(row, kxi, w01i, inner, src_count, hrow[a]);
                 }
+                edges(row, a);
             }
         };
         int64_t asked = -1;  // source rows up to this one have been asked for
@@ -307,13 +360,17 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             // destination is written. Two rows per pass only when streamed rows end on a cache line
             // boundary, so that no line is streamed in two parts at different times.
             const bool two = !stream || (size_t(n) * sizeof(Out)) % 64 == 0;
+            // Seams: the line shared by the previous row's tail and the next row's head, the tail
+            // held until the head is known.
+            Out line[kSeamBytes / sizeof(Out)] = {};
+            Out seam[kSeamBytes / sizeof(Out)] = {};
             uint32_t py = job.top << f;
             for (uint32_t j = 0; j < job.dst_height;) {
                 const FixedTap t = fixed_tap(py, f);
                 const int64_t ky = t.k;
                 hold(ky, ky + 1);
                 uint32_t wy[4] = {t.w0, t.w1, 0, 0};
-                Out *rows[2] = {job.dst + size_t(j) * job.dst_width + strip, nullptr};
+                Out *rows[2] = {job.dst + size_t(j) * job.dst_width + strip + head, nullptr};
                 uint32_t count = 1;
                 if (two && j + 1 < job.dst_height) {
                     const FixedTap u = fixed_tap(py + step_y, f);
@@ -328,13 +385,34 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
                 const bool compute = next <= last_row && cache.find(next) < 0;
                 const int slot = compute ? cache.spare(ky, ky + 1) : -1;
                 ask(next, next + 1 + kAheadRows);
-                kernel.pass(hrow[cache.find(ky)], hrow[cache.find(ky + 1)], count, wy, rows, stream,
-                            compute ? job.src + size_t(next) * job.stride : nullptr, kx, w01, n,
+                const int s0 = cache.find(ky), s1 = cache.find(ky + 1);
+                kernel.pass(hrow[s0], hrow[s1], count, wy, rows, stream,
+                            compute ? job.src + size_t(next) * job.stride : nullptr, kxi, w01i, inner,
                             compute ? hrow[slot] : nullptr);
-                if (compute) cache.held[slot] = next;
+                if constexpr (Kernel::kSeams) {
+                    for (uint32_t c = 0; head != 0 && c < count; ++c) {
+                        // seam = the head of row j + c, then its tail; line = the previous row's
+                        // tail, then this head: one whole line, or the first row's partial one.
+                        kernel.edge_vertical(edge[s0], edge[s1], wy[2 * c], wy[2 * c + 1], head + tail, seam);
+                        Out *row_start = rows[c] - head;
+                        if (j + c == 0) {
+                            stream_copy(row_start, seam, head * sizeof(Out));
+                        } else {
+                            std::memcpy(line + tail, seam, head * sizeof(Out));
+                            stream_copy(row_start - tail, line, kSeamBytes);
+                        }
+                        std::memcpy(line, seam + head, tail * sizeof(Out));
+                    }
+                }
+                if (compute) {
+                    cache.held[slot] = next;
+                    edges(job.src + size_t(next) * job.stride, slot);
+                }
                 j += count;
                 py += count * step_y;
             }
+            // The last row's tail ends the destination.
+            if (head != 0) stream_copy(job.dst + size_t(job.dst_height) * job.dst_width - tail, line, tail * sizeof(Out));
             continue;
         }
         uint32_t py = job.top << f;

@@ -171,6 +171,41 @@ void column_tables(uint32_t sw, uint32_t n, std::vector<int32_t> &kx, std::vecto
 // vertical weight pair of interest and each destination start alignment: aligned, 16 bytes past (the
 // streaming rows' split stores) and odd offsets (plain stores); the bytes around the row keep their
 // sentinel.
+// Enlargements large enough to stream their destination, at every 16-byte phase of a cache line: a
+// destination starting off a line boundary has the lines that rows share assembled apart from the
+// rest. Every row set must give the scalar bytes, and the bytes around the destination must stay.
+TEST(Resize2dSimd, StreamedEnlargementsAtEveryLinePhase) {
+    if (!cpu_has_sse41()) GTEST_SKIP() << "no SSE4.1 on this CPU";
+    test::Rng rng(25);
+    // 2304 x 1824 bytes (above 4 MB, rows of 36 lines); 1153 -> 2304 puts every other column on the
+    // grid, 913 -> 1824 two destination rows on most source rows. 1216 bytes a row is 19 lines with a
+    // taller enlargement; 2240 bytes (35 lines) a row from a narrow source.
+    const Size4 sizes[] = {{1153, 913, 2304, 1824}, {700, 900, 1216, 3456}, {97, 2000, 2240, 2000}};
+    for (const Size4 &sz : sizes) {
+        const size_t count = size_t(sz.dw) * sz.dh;
+        std::vector<uint8_t> src(size_t(sz.sw) * sz.sh);
+        for (uint8_t &v : src) v = uint8_t(rng());
+        std::vector<uint8_t> ref(count);
+        ASSERT_EQ(resize_2d_uint8_impl(src.data(), sz.sw, sz.sh, ref.data(), sz.dw, sz.dh, 1, false, resize2d_c_rows()),
+                  0u);
+        test::Guarded<uint8_t> buf(count + 128);
+        for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows)) {
+            for (uintptr_t phase = 0; phase < 64; phase += 16) {
+                const size_t lead = (phase - reinterpret_cast<uintptr_t>(buf.data())) % 64;
+                uint8_t *dst = buf.data() + lead;
+                buf.fill_bytes(0xA5);
+                ASSERT_EQ(resize_2d_uint8_impl(src.data(), sz.sw, sz.sh, dst, sz.dw, sz.dh, 1, false, *isa.rows), 0u);
+                EXPECT_EQ(std::memcmp(dst, ref.data(), count), 0)
+                    << isa.name << " phase " << phase << ": " << sz.sw << "x" << sz.sh << " -> " << sz.dw << "x" << sz.dh;
+                size_t outside = 0;
+                for (size_t i = 0; i < buf.size(); ++i)
+                    outside += (i < lead || i >= lead + count) && buf[i] != 0xA5;
+                EXPECT_EQ(outside, 0u) << isa.name << " phase " << phase;
+            }
+        }
+    }
+}
+
 TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
     std::vector<const resize2d_rows *> sets;
     for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows))
