@@ -44,13 +44,30 @@ using oz::bench::paired_ratio;
 
 constexpr int kSrcW = 1920, kSrcH = 1080;
 
+// Planes start on a 4096-byte boundary, as camera frame buffers do (they are mapped pages); every
+// contender reads and writes the same planes.
+template <class T>
+struct PageAllocator {
+    using value_type = T;
+    PageAllocator() = default;
+    template <class U>
+    PageAllocator(const PageAllocator<U> &) {}
+    T *allocate(size_t n) {
+        return static_cast<T *>(std::aligned_alloc(4096, (n * sizeof(T) + 4095) / 4096 * 4096));
+    }
+    void deallocate(T *p, size_t) { std::free(p); }
+    bool operator==(const PageAllocator &) const { return true; }
+};
+template <class T>
+using Plane = std::vector<T, PageAllocator<T>>;
+
 struct Planes {
-    std::vector<uint8_t> u8;
-    std::vector<uint16_t> u16;  // 10-bit data, read with shift 4 by the u16 resize
-    std::vector<float> f32;     // the same image in u16p10 units (0 .. 64)
-    std::vector<float> out_f32;
-    std::vector<uint8_t> out_u8;
-    std::vector<uint16_t> out_u16;
+    Plane<uint8_t> u8;
+    Plane<uint16_t> u16;  // 10-bit data, read with shift 4 by the u16 resize
+    Plane<float> f32;     // the same image in u16p10 units (0 .. 64)
+    Plane<float> out_f32;
+    Plane<uint8_t> out_u8;
+    Plane<uint16_t> out_u16;
     Planes() {
         std::mt19937 rng(1);
         const size_t n = size_t(kSrcW) * kSrcH;
