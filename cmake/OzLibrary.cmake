@@ -1,7 +1,7 @@
 # Helpers that assemble liboz_cmc_parser from the subsystem folders.
 #
 # Every subsystem folder calls oz_library_sources() (baseline x86-64 code) and, for vector rows,
-# oz_library_isa_sources(sse41|avx2 ...). oz_finish_library() then links the same objects three ways:
+# oz_library_isa_sources(sse41|avx2|avx512 ...). oz_finish_library() then links the same objects three ways:
 #   oz_cmc_parser   the shared library (SONAME liboz_cmc_parser.so.1, exact export list)
 #   oz_cmc_internal a static library with every internal symbol reachable, for the tool and benchmarks
 #   oz_cmc_faultsim the same static library with the fault-injecting heap, for the tests
@@ -23,7 +23,8 @@ set(OZ_LIBRARY_INCLUDES
 add_library(oz_core OBJECT)
 add_library(oz_core_sse41 OBJECT)
 add_library(oz_core_avx2 OBJECT)
-foreach(t oz_core oz_core_sse41 oz_core_avx2)
+add_library(oz_core_avx512 OBJECT)
+foreach(t oz_core oz_core_sse41 oz_core_avx2 oz_core_avx512)
   target_compile_options(${t} PRIVATE ${OZ_LIBRARY_FLAGS})
   target_include_directories(${t} PRIVATE ${OZ_LIBRARY_INCLUDES})
 endforeach()
@@ -31,6 +32,7 @@ endforeach()
 target_compile_options(oz_core PRIVATE -msse2)
 target_compile_options(oz_core_sse41 PRIVATE -msse4.1)
 target_compile_options(oz_core_avx2 PRIVATE -mavx2)
+target_compile_options(oz_core_avx512 PRIVATE -mavx512f)
 
 function(oz_library_sources)
   target_sources(oz_core PRIVATE ${ARGN})
@@ -42,14 +44,15 @@ endfunction()
 
 function(oz_finish_library)
   # An object library without sources is not allowed; keep the ISA libraries valid while empty.
-  foreach(isa sse41 avx2)
+  foreach(isa sse41 avx2 avx512)
     get_target_property(srcs oz_core_${isa} SOURCES)
     if(NOT srcs)
       target_sources(oz_core_${isa} PRIVATE ${PROJECT_SOURCE_DIR}/common/isa_anchor.cc)
     endif()
   endforeach()
 
-  set(objects $<TARGET_OBJECTS:oz_core> $<TARGET_OBJECTS:oz_core_sse41> $<TARGET_OBJECTS:oz_core_avx2>)
+  set(objects $<TARGET_OBJECTS:oz_core> $<TARGET_OBJECTS:oz_core_sse41> $<TARGET_OBJECTS:oz_core_avx2>
+      $<TARGET_OBJECTS:oz_core_avx512>)
 
   add_library(oz_cmc_parser SHARED ${objects} $<TARGET_OBJECTS:oz_heap>)
   set_target_properties(oz_cmc_parser PROPERTIES

@@ -30,6 +30,7 @@
 #if defined(__x86_64__) || defined(__i386__)
 #define OZ_HAS_BICUBIC_ROW_SSE41 1
 #define OZ_HAS_BICUBIC_ROW_AVX2 1
+#define OZ_HAS_BICUBIC_ROW_AVX512 1
 #endif
 
 namespace oz {
@@ -92,6 +93,12 @@ void bicubic_eval_row_f32_avx2(const bicubic_cell_coefs &coefs, const int32_t *c
                                const bicubic_dst_rows &rows, int begin, int end);
 #endif
 
+#ifdef OZ_HAS_BICUBIC_ROW_AVX512
+void bicubic_eval_row_f32_avx512(const bicubic_cell_coefs &coefs, const int32_t *cell,
+                                 const float *tx1, const float *tx2, const float *tx3,
+                                 const bicubic_dst_rows &rows, int begin, int end);
+#endif
+
 // The row table of one instruction set.
 struct bicubic_rows {
     bicubic_fill_u8_row fill_u8;
@@ -104,6 +111,7 @@ struct bicubic_rows {
 const bicubic_rows &bicubic_rows_c();
 const bicubic_rows &bicubic_rows_sse41();  // only on a CPU with SSE4.1
 const bicubic_rows &bicubic_rows_avx2();   // only on a CPU with AVX2
+const bicubic_rows &bicubic_rows_avx512();  // only on a CPU with AVX-512F: the AVX2 rows, evaluation in 16 lanes
 // The widest table this CPU runs, chosen once.
 const bicubic_rows &bicubic_rows_best();
 

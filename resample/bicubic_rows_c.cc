@@ -80,8 +80,20 @@ const bicubic_rows &bicubic_rows_avx2() {
 }
 #endif
 
+#ifdef OZ_HAS_BICUBIC_ROW_AVX512
+const bicubic_rows &bicubic_rows_avx512() {
+    static const bicubic_rows rows = {bicubic_fill_row_u8_f32_avx2, bicubic_fill_row_u16_f32_avx2,
+                                      bicubic_basis_row_f32_avx2, bicubic_shift_basis_row_f32_avx2,
+                                      bicubic_eval_row_f32_avx512};
+    return rows;
+}
+#endif
+
 const bicubic_rows &bicubic_rows_best() {
     static const bicubic_rows &rows = []() -> const bicubic_rows & {
+#ifdef OZ_HAS_BICUBIC_ROW_AVX512
+        if (cpu_has_avx512()) return bicubic_rows_avx512();
+#endif
 #ifdef OZ_HAS_BICUBIC_ROW_AVX2
         if (cpu_has_avx2()) return bicubic_rows_avx2();
 #endif

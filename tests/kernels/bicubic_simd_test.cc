@@ -35,6 +35,7 @@ void PrintTo(const IsaCase &c, std::ostream *os) { *os << c.name; }
 const IsaCase kIsas[] = {
     {"sse41", Isa::kSse41, bicubic_rows_sse41, bicubic_resize_rows_sse41},
     {"avx2", Isa::kAvx2, bicubic_rows_avx2, bicubic_resize_rows_avx2},
+    {"avx512", Isa::kAvx512, bicubic_rows_avx512, bicubic_resize_rows_avx2},
 };
 
 class BicubicSimd : public ::testing::TestWithParam<IsaCase> {
