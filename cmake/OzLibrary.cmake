@@ -32,7 +32,10 @@ endforeach()
 target_compile_options(oz_core PRIVATE -msse2)
 target_compile_options(oz_core_sse41 PRIVATE -msse4.1)
 target_compile_options(oz_core_avx2 PRIVATE -mavx2)
-target_compile_options(oz_core_avx512 PRIVATE -mavx512f)
+target_compile_options(oz_core_avx512 PRIVATE -mavx512f -mavx512bw -mavx512vl -mavx512dq)
+# GCC 12's AVX-512 intrinsics pass an undefined vector as the unused operand of their unmasked forms
+# and, once inlined, warn that it may be used uninitialized: a warning about the compiler's header.
+target_compile_options(oz_core_avx512 PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 
 function(oz_library_sources)
   target_sources(oz_core PRIVATE ${ARGN})

@@ -16,10 +16,12 @@ inline bool cpu_has_avx2() {
     return has;
 }
 
-// AVX-512 Foundation with the operating system saving the 512-bit state (the built-in checks both).
-// Only the rows that gain from 16 lanes have such a set; the others take their AVX2 rows.
+// AVX-512 Foundation, Byte and Word, Vector Length and Doubleword and Quadword instructions, with the
+// operating system saving the 512-bit state (the built-in checks both). Only the rows that gain from
+// 512-bit vectors have such a set; the others take their AVX2 rows.
 inline bool cpu_has_avx512() {
-    static const bool has = __builtin_cpu_supports("avx512f");
+    static const bool has = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
     return has;
 }
 
@@ -42,6 +44,14 @@ const Rows &pick_rows(const Rows &(*scalar)(), const Rows &(*sse41)(), const Row
         case Isa::kScalar: break;
     }
     return scalar();
+}
+
+// The same for a family with an AVX-512 set.
+template <class Rows>
+const Rows &pick_rows(const Rows &(*scalar)(), const Rows &(*sse41)(), const Rows &(*avx2)(),
+                      const Rows &(*avx512)()) {
+    if (best_isa() == Isa::kAvx512) return avx512();
+    return pick_rows(scalar, sse41, avx2);
 }
 
 inline bool cpu_supports(Isa isa) {

@@ -2,13 +2,6 @@
 // each lane in the order of operations of the scalar row (separate multiply and add, never fused).
 // The other rows of the set are the AVX2 ones; tails shorter than sixteen columns and irregular
 // groups go to the AVX2 evaluation row, which hands its own leftovers to the scalar row.
-//
-// GCC 12's AVX-512 intrinsics pass an undefined vector as the unused operand of their unmasked forms
-// and then warn that it may be used uninitialized when inlined; the warning is about the header, not
-// about this code.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
 #include "resample/bicubic_rows.h"
 
 #ifdef OZ_HAS_BICUBIC_ROW_AVX512

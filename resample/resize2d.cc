@@ -593,7 +593,7 @@ uint32_t resize_2d_float_impl(const float *src, int32_t src_width, int32_t src_h
 }
 
 const resize2d_rows &resize2d_best_rows() {
-    static const resize2d_rows &rows = pick_rows(resize2d_c_rows, resize2d_sse41_rows, resize2d_avx2_rows);
+    static const resize2d_rows &rows = pick_rows(resize2d_c_rows, resize2d_sse41_rows, resize2d_avx2_rows, resize2d_avx512_rows);
     return rows;
 }
 

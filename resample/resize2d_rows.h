@@ -178,6 +178,7 @@ void v_u16_grouped_c(const uint32_t *e0, const uint32_t *e1, uint32_t wy0, uint3
 const resize2d_rows &resize2d_c_rows();
 const resize2d_rows &resize2d_sse41_rows();  // needs SSE4.1
 const resize2d_rows &resize2d_avx2_rows();   // needs AVX2
+const resize2d_rows &resize2d_avx512_rows();  // needs AVX-512 (F, BW, VL, DQ): the AVX2 rows, 8-bit paired passes on 64 columns
 const resize2d_rows &resize2d_best_rows();
 
 // Drivers behind the exported kernels, with the rows to use. dst_step is 1 for the plain members.

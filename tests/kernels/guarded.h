@@ -77,6 +77,14 @@ std::vector<IsaRows<Rows>> supported_rows(const Rows &(*sse41)(), const Rows &(*
     return out;
 }
 
+// The same for a family with an AVX-512 set.
+template <class Rows>
+std::vector<IsaRows<Rows>> supported_rows(const Rows &(*sse41)(), const Rows &(*avx2)(), const Rows &(*avx512)()) {
+    std::vector<IsaRows<Rows>> out = supported_rows(sse41, avx2);
+    if (cpu_has_avx512()) out.push_back({"avx512", &avx512()});
+    return out;
+}
+
 using Rng = std::mt19937;
 
 }  // namespace oz::test

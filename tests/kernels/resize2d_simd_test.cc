@@ -87,7 +87,7 @@ size_t step_mismatches(const test::Guarded<T> &ref, const test::Guarded<T> &opt,
 // in place of the plain ones (the kernels pick those only for large calls).
 std::vector<test::IsaRows<resize2d_rows>> row_sets() {
     static std::vector<resize2d_rows> streaming;  // stable storage for the derived sets
-    std::vector<test::IsaRows<resize2d_rows>> sets = test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows);
+    std::vector<test::IsaRows<resize2d_rows>> sets = test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows, resize2d_avx512_rows);
     streaming.clear();
     streaming.reserve(sets.size());
     for (const auto &isa : sets) {
@@ -103,9 +103,11 @@ std::vector<test::IsaRows<resize2d_rows>> row_sets() {
         streaming.push_back(r);
     }
     const size_t plain = sets.size();
-    static const char *const names[] = {"sse41 streaming", "avx2 streaming"};
-    for (size_t k = 0; k < plain; ++k)
-        sets.push_back({names[std::string(sets[k].name) == "avx2" ? 1 : 0], &streaming[k]});
+    static std::vector<std::string> names;  // stable storage for the derived names
+    names.clear();
+    names.reserve(plain);
+    for (size_t k = 0; k < plain; ++k) names.push_back(std::string(sets[k].name) + " streaming");
+    for (size_t k = 0; k < plain; ++k) sets.push_back({names[k].c_str(), &streaming[k]});
     return sets;
 }
 
@@ -189,7 +191,7 @@ TEST(Resize2dSimd, StreamedEnlargementsAtEveryLinePhase) {
         ASSERT_EQ(resize_2d_uint8_impl(src.data(), sz.sw, sz.sh, ref.data(), sz.dw, sz.dh, 1, false, resize2d_c_rows()),
                   0u);
         test::Guarded<uint8_t> buf(count + 128);
-        for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows)) {
+        for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows, resize2d_avx512_rows)) {
             for (uintptr_t phase = 0; phase < 64; phase += 16) {
                 const size_t lead = (phase - reinterpret_cast<uintptr_t>(buf.data())) % 64;
                 uint8_t *dst = buf.data() + lead;
@@ -208,7 +210,7 @@ TEST(Resize2dSimd, StreamedEnlargementsAtEveryLinePhase) {
 
 TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
     std::vector<const resize2d_rows *> sets;
-    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows))
+    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows, resize2d_avx512_rows))
         if (isa.rows->plan_u8_grouped != nullptr) sets.push_back(isa.rows);
     if (sets.empty()) GTEST_SKIP() << "no grouped rows on this CPU";
     test::Rng rng(24);
@@ -294,7 +296,7 @@ TEST(Resize2dSimd, GroupedRowsMatchPlainRows) {
 
 // Reductions whose column pairs spread beyond a window are left to the other rows.
 TEST(Resize2dSimd, GroupedPlansRefuseWideReductions) {
-    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows)) {
+    for (const auto &isa : test::supported_rows(resize2d_sse41_rows, resize2d_avx2_rows, resize2d_avx512_rows)) {
         if (isa.rows->plan_u8_grouped == nullptr) continue;
         alignas(64) uint8_t plan[64 * kPlanU16Bytes];
         std::vector<int32_t> kx;
