@@ -566,7 +566,7 @@ inline __m256 pick16(__m256 lo, __m256 hi, __m256i d) {
 
 void h_row_f32_avx2(const float *src, const int32_t *x0, const int32_t *x1, const float *fx, const float *gx,
                     uint32_t begin, uint32_t end, uint32_t src_count, float *a, float *b) {
-    const __m256i max_offset = _mm256_set1_epi32(15);
+    const __m256i max_offset = _mm256_set1_epi32(15), max_single = _mm256_set1_epi32(7);
     uint32_t i = begin;
     for (; i + 8 <= end; i += 8) {
         const uint32_t k0 = uint32_t(x0[i]);
@@ -575,7 +575,12 @@ void h_row_f32_avx2(const float *src, const int32_t *x0, const int32_t *x1, cons
         // x1 is x0 + 1 inside the row, so offsets from k0 + 1 are those of x0 from k0 (0 .. 15).
         const __m256i d = _mm256_sub_epi32(i0, _mm256_set1_epi32(int32_t(k0)));
         __m256 s0, s1;
-        if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
+        if (k0 + 9 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_single)) == 0) {
+            // Eight columns within eight samples (enlargements): one window each for x0 and x1.
+            const __m256i d1 = _mm256_sub_epi32(i1, _mm256_set1_epi32(int32_t(k0 + 1)));
+            s0 = _mm256_permutevar8x32_ps(_mm256_loadu_ps(src + k0), d);
+            s1 = _mm256_permutevar8x32_ps(_mm256_loadu_ps(src + k0 + 1), d1);
+        } else if (k0 + 17 <= src_count && _mm256_movemask_epi8(_mm256_cmpgt_epi32(d, max_offset)) == 0) {
             const __m256i d1 = _mm256_sub_epi32(i1, _mm256_set1_epi32(int32_t(k0 + 1)));
             s0 = pick16(_mm256_loadu_ps(src + k0), _mm256_loadu_ps(src + k0 + 8), d);
             s1 = pick16(_mm256_loadu_ps(src + k0 + 1), _mm256_loadu_ps(src + k0 + 9), d1);
