@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "bench/bench_ratio.h"
+#include "bench/page_plane.h"
 #include "oz_resample.h"
 
 #ifdef OZ_BENCH_HAVE_OPENCV
@@ -40,26 +41,10 @@
 namespace {
 
 using oz::bench::median;
+using oz::bench::Plane;
 using oz::bench::paired_ratio;
 
 constexpr int kSrcW = 1920, kSrcH = 1080;
-
-// Planes start on a 4096-byte boundary, as camera frame buffers do (they are mapped pages); every
-// contender reads and writes the same planes.
-template <class T>
-struct PageAllocator {
-    using value_type = T;
-    PageAllocator() = default;
-    template <class U>
-    PageAllocator(const PageAllocator<U> &) {}
-    T *allocate(size_t n) {
-        return static_cast<T *>(std::aligned_alloc(4096, (n * sizeof(T) + 4095) / 4096 * 4096));
-    }
-    void deallocate(T *p, size_t) { std::free(p); }
-    bool operator==(const PageAllocator &) const { return true; }
-};
-template <class T>
-using Plane = std::vector<T, PageAllocator<T>>;
 
 struct Planes {
     Plane<uint8_t> u8;

@@ -18,15 +18,14 @@
 #include <algorithm>
 #include <ctime>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "bench/bench_ratio.h"
+#include "bench/page_plane.h"
 #include "oz_resample.h"
 
 #ifdef OZ_BENCH_HAVE_OPENCV
@@ -68,21 +67,15 @@ std::vector<T> random_plane(size_t n, uint32_t seed) {
     return v;
 }
 
-// Buffers of one case, kept alive while its contenders run. Every plane starts on a 4096-byte
-// boundary, as camera frame buffers do (they are mapped pages); every contender reads and writes the
-// same planes.
+// Buffers of one case, kept alive while its contenders run: page-aligned planes (page_plane.h).
 struct Buffers {
-    struct Free {
-        void operator()(void *p) const { std::free(p); }
-    };
-    std::vector<std::unique_ptr<uint8_t, Free>> blocks;
+    std::vector<oz::bench::Plane<uint8_t>> blocks;
     template <class T>
     T *make(size_t n, uint32_t seed) {
         const std::vector<T> v = random_plane<T>(n, seed);
-        const size_t bytes = (n * sizeof(T) + 4095) / 4096 * 4096;
-        blocks.emplace_back(static_cast<uint8_t *>(std::aligned_alloc(4096, bytes)));
-        std::memcpy(blocks.back().get(), v.data(), n * sizeof(T));
-        return reinterpret_cast<T *>(blocks.back().get());
+        blocks.emplace_back(n * sizeof(T));
+        std::memcpy(blocks.back().data(), v.data(), n * sizeof(T));
+        return reinterpret_cast<T *>(blocks.back().data());
     }
 };
 

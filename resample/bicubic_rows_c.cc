@@ -82,9 +82,11 @@ const bicubic_rows &bicubic_rows_avx2() {
 
 #ifdef OZ_HAS_BICUBIC_ROW_AVX512
 const bicubic_rows &bicubic_rows_avx512() {
-    static const bicubic_rows rows = {bicubic_fill_row_u8_f32_avx2, bicubic_fill_row_u16_f32_avx2,
-                                      bicubic_basis_row_f32_avx2, bicubic_shift_basis_row_f32_avx2,
-                                      bicubic_eval_row_f32_avx512};
+    static const bicubic_rows rows = [] {
+        bicubic_rows r = bicubic_rows_avx2();
+        r.eval = bicubic_eval_row_f32_avx512;
+        return r;
+    }();
     return rows;
 }
 #endif

@@ -296,7 +296,7 @@ void fixed_resize(const FixedJob<T, Out> &job, uint32_t f, Kernel kernel) {
             const size_t row_bytes = size_t(job.dst_width) * sizeof(Out);
             const uintptr_t phase = reinterpret_cast<uintptr_t>(job.dst) % 64;
             if (stream && job.dst_step == 1 && step_y <= (1u << f) && n == job.dst_width && row_bytes % 64 == 0 &&
-                row_bytes >= 4 * kSeamBytes && phase % 16 == 0 && phase != 0 && phase % sizeof(Out) == 0) {
+                row_bytes >= 4 * kSeamBytes && phase % 16 == 0 && phase != 0) {
                 head = uint32_t((64 - phase) / sizeof(Out));
                 tail = uint32_t(phase / sizeof(Out));
             }

@@ -133,5 +133,26 @@ struct U8Pairs {
     }
 };
 
+// A paired pass of the grouped 8-bit rows, as the rows' vh_u8_grouped describes it, for kRows (1 or
+// 2) destination rows with the stored row of the next source row computed alongside (kH: 0 none, 1
+// single windows, 2 two windows a vector).
+using VhU8Pass = void (*)(const int16_t *g0, const int16_t *g1, const uint32_t *wy, uint8_t *const *dst,
+                          const uint8_t *src, const U8GroupedPlan &p, const int32_t *kx, const uint32_t *w01,
+                          uint32_t n, int16_t *g);
+
+// Runs the pass that the row count, `src` and the plan's windows call for; Pass<kRows, kH, kStream>::run
+// is the pass of an instruction set.
+template <template <int, int, bool> class Pass, bool kStream>
+void vh_u8_dispatch(const int16_t *g0, const int16_t *g1, uint32_t rows, const uint32_t *wy, uint8_t *const *dst,
+                    const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
+                    int16_t *g) {
+    const U8GroupedPlan p(plan, n);
+    const int h = src == nullptr ? 0 : p.single ? 1 : 2;
+    static constexpr VhU8Pass kPasses[2][3] = {
+        {Pass<1, 0, kStream>::run, Pass<1, 1, kStream>::run, Pass<1, 2, kStream>::run},
+        {Pass<2, 0, kStream>::run, Pass<2, 1, kStream>::run, Pass<2, 2, kStream>::run}};
+    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, p, kx, w01, n, g);
+}
+
 }  // namespace
 }  // namespace oz

@@ -246,19 +246,10 @@ void vh_u8_pass(const int16_t *g0, const int16_t *g1, const uint32_t *wy, uint8_
     if constexpr (kH != 0) h_u8_grouped_c(src, kx, w01, groups * kGroupU8, n, n, g);
 }
 
-template <bool kStream>
-void vh_u8_grouped(const int16_t *g0, const int16_t *g1, uint32_t rows, const uint32_t *wy, uint8_t *const *dst,
-                   const uint8_t *src, const void *plan, const int32_t *kx, const uint32_t *w01, uint32_t n,
-                   int16_t *g) {
-    const U8GroupedPlan p(plan, n);
-    const int h = src == nullptr ? 0 : p.single ? 1 : 2;
-    using Pass = void (*)(const int16_t *, const int16_t *, const uint32_t *, uint8_t *const *, const uint8_t *,
-                          const U8GroupedPlan &, const int32_t *, const uint32_t *, uint32_t, int16_t *);
-    static constexpr Pass kPasses[2][3] = {
-        {vh_u8_pass<1, 0, kStream>, vh_u8_pass<1, 1, kStream>, vh_u8_pass<1, 2, kStream>},
-        {vh_u8_pass<2, 0, kStream>, vh_u8_pass<2, 1, kStream>, vh_u8_pass<2, 2, kStream>}};
-    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, p, kx, w01, n, g);
-}
+template <int kRows, int kH, bool kStream>
+struct VhU8Pass256 {
+    static constexpr VhU8Pass run = vh_u8_pass<kRows, kH, kStream>;
+};
 
 // Grouped 16-bit rows. Plan: for every 16 columns the byte shuffle controls and the (wx0, wx1) weights
 // of the even and the odd columns, then two window starts. A 128-bit half serves 8 consecutive columns
@@ -622,7 +613,7 @@ const resize2d_rows &resize2d_avx2_rows() {
                                        v_u8_grouped<true>, plan_u16_grouped_avx2, h_u16_grouped_avx2,
                                        v_u16_grouped<false>, v_u16_grouped<true>,
                                        h2_u8_grouped_avx2, h2_u16_grouped_avx2,
-                                       vh_u8_grouped<false>, vh_u8_grouped<true>};
+                                       vh_u8_dispatch<VhU8Pass256, false>, vh_u8_dispatch<VhU8Pass256, true>};
     return rows;
 }
 

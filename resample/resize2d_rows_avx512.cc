@@ -90,6 +90,11 @@ void vh_u8_pass512(const int16_t *g0, const int16_t *g1, const uint32_t *wy, uin
     if constexpr (kH != 0) h_u8_grouped_c(src, kx, w01, groups * kGroupU8, n, n, g);
 }
 
+template <int kRows, int kH, bool kStream>
+struct VhU8Pass512 {
+    static constexpr VhU8Pass run = vh_u8_pass512<kRows, kH, kStream>;
+};
+
 // The paired pass of the AVX-512 set. Streamed rows that do not start on a 64-byte line, or whose
 // length leaves a part of a line after the last vector, go to the AVX2 pass, whose writer handles
 // those starts without streaming a line in parts.
@@ -105,14 +110,7 @@ void vh_u8_grouped512(const int16_t *g0, const int16_t *g1, uint32_t rows, const
             return;
         }
     }
-    const U8GroupedPlan p(plan, n);
-    const int h = src == nullptr ? 0 : p.single ? 1 : 2;
-    using Pass = void (*)(const int16_t *, const int16_t *, const uint32_t *, uint8_t *const *, const uint8_t *,
-                          const U8GroupedPlan &, const int32_t *, const uint32_t *, uint32_t, int16_t *);
-    static constexpr Pass kPasses[2][3] = {
-        {vh_u8_pass512<1, 0, kStream>, vh_u8_pass512<1, 1, kStream>, vh_u8_pass512<1, 2, kStream>},
-        {vh_u8_pass512<2, 0, kStream>, vh_u8_pass512<2, 1, kStream>, vh_u8_pass512<2, 2, kStream>}};
-    kPasses[rows == 2 ? 1 : 0][h](g0, g1, wy, dst, src, p, kx, w01, n, g);
+    vh_u8_dispatch<VhU8Pass512, kStream>(g0, g1, rows, wy, dst, src, plan, kx, w01, n, g);
 }
 
 }  // namespace
